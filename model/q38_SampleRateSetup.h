@@ -1,0 +1,26 @@
+#pragma once
+
+#include "q38_ModelTypes.h"
+
+#include <cstdint>
+
+namespace q38 {
+
+// A monotonic clock in nanoseconds; the reset seeds each channel's hiss from it.
+struct MonotonicClock
+{
+    std::uint64_t (*mReadNanoseconds)(void* inContext);
+    void* mContext;
+};
+
+// The system's steady clock.
+MonotonicClock systemMonotonicClock();
+
+// Silent, unprimed state: memories cleared, coefficients at identity, every
+// pending flag set, meters at 0. Reads the clock once per channel.
+void resetModel(ModelState& outState, const MonotonicClock& inClock);
+
+// The fixed designs and time constants for a sample rate.
+void prepareModel(ModelState& ioState, double inSampleRate);
+
+} // namespace q38

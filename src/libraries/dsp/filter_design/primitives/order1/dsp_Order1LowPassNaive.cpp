@@ -1,0 +1,23 @@
+#include "dsp_Order1LowPassNaive.h"
+
+namespace dsp {
+
+// Placeholder: an identity section until the real design lands.
+
+void Order1LowPassNaive::designAnalog(const Params&, double* outCoefficients)
+{
+    outCoefficients[0] = 1.0;
+    outCoefficients[1] = 0.0;
+    outCoefficients[2] = 1.0;
+    outCoefficients[3] = 0.0;
+}
+
+void Order1LowPassNaive::design(const Params&, double* outCoefficients, double)
+{
+    outCoefficients[0] = 1.0;
+    outCoefficients[1] = 0.0;
+    outCoefficients[2] = 1.0;
+    outCoefficients[3] = 0.0;
+}
+
+} // namespace dsp

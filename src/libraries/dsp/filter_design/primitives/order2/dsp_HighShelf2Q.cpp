@@ -1,0 +1,61 @@
+#include "dsp_HighShelf2Q.h"
+
+namespace dsp {
+
+// Placeholder: an identity section until the real design lands.
+
+void HighShelf2Q::designAnalog(const Params&, double* outAnalogCoefficients, double* outExtremumA, double* outExtremumB)
+{
+    outAnalogCoefficients[0] = 1.0;
+    outAnalogCoefficients[1] = 0.0;
+    outAnalogCoefficients[2] = 0.0;
+    outAnalogCoefficients[3] = 1.0;
+    outAnalogCoefficients[4] = 0.0;
+    outAnalogCoefficients[5] = 0.0;
+    *outExtremumA = 0.0;
+    *outExtremumB = 0.0;
+}
+
+void HighShelf2Q::designMatched(const Params&, double* outCoefficients, double* outAnalogCoefficients, double)
+{
+    outCoefficients[0] = 1.0;
+    outCoefficients[1] = 0.0;
+    outCoefficients[2] = 0.0;
+    outCoefficients[3] = 1.0;
+    outCoefficients[4] = 0.0;
+    outCoefficients[5] = 0.0;
+    outAnalogCoefficients[0] = 1.0;
+    outAnalogCoefficients[1] = 0.0;
+    outAnalogCoefficients[2] = 0.0;
+    outAnalogCoefficients[3] = 1.0;
+    outAnalogCoefficients[4] = 0.0;
+    outAnalogCoefficients[5] = 0.0;
+}
+
+void HighShelf2Q::design(const Params&, double* outCoefficients, double* outAnalogCoefficients, double)
+{
+    outCoefficients[0] = 1.0;
+    outCoefficients[1] = 0.0;
+    outCoefficients[2] = 0.0;
+    outCoefficients[3] = 1.0;
+    outCoefficients[4] = 0.0;
+    outCoefficients[5] = 0.0;
+    outAnalogCoefficients[0] = 1.0;
+    outAnalogCoefficients[1] = 0.0;
+    outAnalogCoefficients[2] = 0.0;
+    outAnalogCoefficients[3] = 1.0;
+    outAnalogCoefficients[4] = 0.0;
+    outAnalogCoefficients[5] = 0.0;
+}
+
+void HighShelf2Q::design(const Params&, double* outCoefficients, double)
+{
+    outCoefficients[0] = 1.0;
+    outCoefficients[1] = 0.0;
+    outCoefficients[2] = 0.0;
+    outCoefficients[3] = 1.0;
+    outCoefficients[4] = 0.0;
+    outCoefficients[5] = 0.0;
+}
+
+} // namespace dsp

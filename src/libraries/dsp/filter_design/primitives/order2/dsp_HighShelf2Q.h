@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+
+namespace dsp {
+
+// Second-order high shelf with separate Qs for the low and the high side.
+struct HighShelf2Q
+{
+    static constexpr int kNumCoefficients = 6;
+    static constexpr int kNumAnalogCoefficients = 6;
+
+    struct Params
+    {
+        double mFrequency;            // Hz
+        double mQLow;                 // Q of the low side
+        double mQHigh;                // Q of the high side
+        double mShelfGainDb;          // dB, used up to +-24
+        std::int32_t mFrequencyMode;  // 0 or 1: what mFrequency refers to
+        double mGainDb;               // dB, output gain
+    };
+
+    // The target; outExtremumA and outExtremumB receive its extrema as squared
+    // frequencies (0 means none).
+    static void designAnalog(const Params& inParams, double* outAnalogCoefficients, double* outExtremumA,
+                             double* outExtremumB);
+    static void designMatched(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
+                              double inSampleRate);
+    static void design(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
+                       double inSampleRate);
+    static void design(const Params& inParams, double* outCoefficients, double inSampleRate);
+};
+
+} // namespace dsp
