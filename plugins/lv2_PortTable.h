@@ -1,0 +1,68 @@
+#pragma once
+
+// The LV2 view of the engine's parameters: one control port per parameter,
+// described in the units a host shows best (physical values for the
+// continuous parameters, toggles and enumerations for the switches), and the
+// exact way back from a port value to the engine's normalized value.
+//
+// Both the Turtle generator and the plugin build this table from the
+// engine's own queries, so the description a host reads and the conversion
+// the plugin applies cannot drift apart from the engine.
+
+#include "Q38Engine.h"
+
+namespace lv2 {
+
+inline constexpr const char* kStereoPluginUri = "urn:q38:preamp:stereo";
+inline constexpr const char* kMonoPluginUri = "urn:q38:preamp:mono";
+
+// Port layout, the same in both plugins: one control input per parameter at
+// the parameter's id, the meters after them, then the audio inputs and the
+// audio outputs.
+inline constexpr int kFirstMeterPort = kNumParameters;
+inline constexpr int kFirstAudioPort = kFirstMeterPort + static_cast<int>(kNumMeters);
+
+// Port symbols are what hosts store in sessions and presets: never rename.
+const char* parameterSymbol(int inParameterId);
+const char* meterSymbol(int inMeterId);
+const char* meterName(int inMeterId);
+
+enum class PortKind
+{
+    kContinuous,   // physical value with a unit, an affine map of the normalized value
+    kToggle,       // two display texts; port values 0 and 1
+    kEnumeration,  // more than two display texts; port value is the state index
+};
+
+inline constexpr int kMaxNumStates = 8;
+inline constexpr int kMaxTextLength = 64;
+
+struct ParameterPort
+{
+    PortKind mKind;
+    char mName[kMaxTextLength];
+    char mUnit[kMaxTextLength];
+    float mDefaultNormalized;
+    // In port units: physical values, or state indices for the switches.
+    float mMinimum;
+    float mMaximum;
+    float mDefault;
+    // Continuous: physical = normalized * mScale + mOffset.
+    float mOffset;
+    float mScale;
+    // Switches: the normalized value that selects each state, and its text.
+    int mNumStates;
+    float mStateValues[kMaxNumStates];
+    char mStateTexts[kMaxNumStates][kMaxTextLength];
+};
+
+// Fills outPort from the engine's queries on a freshly created engine (the
+// stored values are taken as the defaults). Returns nullptr on success, or
+// the reason why the parameter fits none of the port kinds.
+const char* describeParameter(Q38Engine& inEngine, int inParameterId, ParameterPort& outPort);
+
+// The normalized value for a port value, as the engine maps it; any port
+// value, NaN included, gives a value in 0..1. Real-time safe.
+float portToNormalized(const ParameterPort& inPort, float inPortValue);
+
+} // namespace lv2
