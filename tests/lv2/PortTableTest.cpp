@@ -27,22 +27,6 @@ TEST(PortTable, EngineShowsThePhysicalValueTheHostSet)
     }
 }
 
-TEST(PortTable, SwitchStatesSelectTheirTexts)
-{
-    const std::unique_ptr<Q38Engine> engine(createQ38Engine());
-    lv2::ParameterPort port{};
-    ASSERT_EQ(lv2::describeParameter(*engine, kCh1HighPassFreq, port), nullptr);
-    // Each index lands on the lower end of its quarter; between indices the nearer one wins.
-    const float expected[][2] = {{0.0f, 0.0f},   {1.0f, 0.25f}, {2.0f, 0.5f},  {3.0f, 0.75f}, {1.4f, 0.25f},
-                                 {2.5f, 0.75f},  {9.0f, 0.75f}, {-2.0f, 0.0f}};
-    for (const auto& [index, normalized] : expected)
-        EXPECT_EQ(lv2::portToNormalized(port, index), normalized) << index;
-
-    ASSERT_EQ(lv2::describeParameter(*engine, kStereoMode, port), nullptr);
-    EXPECT_EQ(lv2::portToNormalized(port, 0.0f), 0.0f);
-    EXPECT_EQ(lv2::portToNormalized(port, 0.01f), 1.0f);  // LV2 toggles are on above zero
-}
-
 // An engine whose "HighPass Freq" has three unequal ranges, whose channel 2
 // version repeats a text, and whose "Stereo Mode" has no texts at all.
 class OddEngine final : public Q38Engine

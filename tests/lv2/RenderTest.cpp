@@ -111,10 +111,11 @@ TEST_F(Render, OutOfRangeControlsAreHeldToTheParameterRange)
     const Audio input = testSignal(2, 2000);
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const Audio wild = mHost.render(kStereoUri, input, 64, {{"ch1_input_gain", 500.0f}, {"ch2_input_gain", nan},
-                                                            {"ch1_highpass", 2.6f}, {"ch2_highpass", -4.0f},
-                                                            {"stereo_link", 0.25f}, {"ch1_output_trim", -1e30f}});
+                                                            {"ch1_highpass", 2.6f}, {"ch2_highpass", 1.4f},
+                                                            {"ch2_phase_reverse", 0.25f}, {"ch1_output_trim", -1e30f}});
     EXPECT_TRUE(bitIdentical(wild, renderEngine(input, 64, {{kCh1InputGain, 1.0f}, {kCh1HighPassFreq, 0.75f},
-                                                             {kStereoLink, 1.0f}, {kCh1OutputTrim, 0.0f}})));
+                                                             {kCh2HighPassFreq, 0.25f}, {kCh2PhaseReverse, 1.0f},
+                                                             {kCh1OutputTrim, 0.0f}})));
 }
 
 } // namespace
