@@ -58,10 +58,8 @@ void cleanup(LV2_Handle inInstance)
     delete plugin;
 }
 
-LV2_Handle instantiate(const LV2_Descriptor* inDescriptor, double inSampleRate, const char*,
-                       const LV2_Feature* const*, int inNumChannels)
+LV2_Handle instantiate(double inSampleRate, int inNumChannels)
 {
-    (void)inDescriptor;
     if (!(inSampleRate >= 1.0 && inSampleRate <= INT_MAX))
         return nullptr;
     Plugin* plugin = new (std::nothrow) Plugin{};
@@ -90,16 +88,15 @@ LV2_Handle instantiate(const LV2_Descriptor* inDescriptor, double inSampleRate, 
     return plugin;
 }
 
-LV2_Handle instantiateStereo(const LV2_Descriptor* inDescriptor, double inSampleRate, const char* inBundlePath,
-                             const LV2_Feature* const* inFeatures)
+// No host features are needed: both plugins only take the sample rate.
+LV2_Handle instantiateStereo(const LV2_Descriptor*, double inSampleRate, const char*, const LV2_Feature* const*)
 {
-    return instantiate(inDescriptor, inSampleRate, inBundlePath, inFeatures, 2);
+    return instantiate(inSampleRate, 2);
 }
 
-LV2_Handle instantiateMono(const LV2_Descriptor* inDescriptor, double inSampleRate, const char* inBundlePath,
-                           const LV2_Feature* const* inFeatures)
+LV2_Handle instantiateMono(const LV2_Descriptor*, double inSampleRate, const char*, const LV2_Feature* const*)
 {
-    return instantiate(inDescriptor, inSampleRate, inBundlePath, inFeatures, 1);
+    return instantiate(inSampleRate, 1);
 }
 
 void connectPort(LV2_Handle inInstance, uint32_t inPort, void* inData)
