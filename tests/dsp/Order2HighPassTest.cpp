@@ -224,7 +224,7 @@ TEST(Order2HighPassNaiveDesign, PrewarpedTextbookSection)
     EXPECT_EQ(checks.first(), "");
 }
 
-TEST(RootReflection, KeepsTheMagnitudeAndMovesRootsInside)
+TEST(Order2HighPassReflection, KeepsTheMagnitudeAndMovesRootsInside)
 {
     // Zeros at 2 and 0.25, poles at radius 1.25.
     double section[6] = {1.0, -2.25, 0.5, 1.0, -2.5 * std::cos(1.0), 1.5625};
