@@ -1,7 +1,7 @@
 #pragma once
 
-// Test support for the matched second-order designs: a capturing notice handler
-// and the distance in dB between a digital section and its analog target.
+// Support for the matched-design tests: a capturing notice handler and the
+// distance in dB between a digital section and its analog target.
 
 #include "core/core_Assert.h"
 #include "dsp/filter_design/dsp_IIRToolsImpl.h"
@@ -14,72 +14,56 @@
 
 namespace q38test {
 
-// Collects the reports of failed checks while alive; restores the previous handler.
 class NoticeCapture
 {
 public:
     NoticeCapture()
-        : mPrevious(core::setNoticeHandler([this](const core::AssertionNotice& inNotice) {
-              mReports.push_back(inNotice.mReport);
-          }))
+        : mPrevious(core::setNoticeHandler([this](const core::AssertionNotice& n) { mReports.push_back(n.mReport); }))
     {
     }
     ~NoticeCapture() { core::setNoticeHandler(mPrevious); }
-    NoticeCapture(const NoticeCapture&) = delete;
-    NoticeCapture& operator=(const NoticeCapture&) = delete;
-
-    const std::vector<std::string>& reports() const { return mReports; }
+    std::vector<std::string> mReports;
 
 private:
-    std::vector<std::string> mReports;
     core::NoticeHandler mPrevious;
 };
 
-inline double powerDb(double inPower)
+inline double deviationDb(const double* inDigital, const double* inAnalog, double inFrequency, double inFs)
 {
-    return 10.0 * std::log10(inPower);
+    return std::fabs(10.0 * std::log10(dsp::digitalSquaredMagnitudeOrder2(inDigital, inFrequency, inFs) /
+                                       dsp::squaredMagnitudeOrder2(inAnalog, dsp::kTwoPi * inFrequency)));
 }
 
-// |digital - analog| in dB at a frequency in Hz.
-inline double deviationDb(const double* inCoefficients, const double* inAnalog, double inFrequency,
-                          double inSampleRate)
+// Largest deviation from 20 Hz to min(20 kHz, 0.45 fs).
+inline double largestDeviationDb(const double* inDigital, const double* inAnalog, double inFs)
 {
-    const double digital = dsp::digitalSquaredMagnitudeOrder2(inCoefficients, inFrequency, inSampleRate);
-    const double analog = dsp::squaredMagnitudeOrder2(inAnalog, dsp::kTwoPi * inFrequency);
-    return std::fabs(powerDb(digital) - powerDb(analog));
-}
-
-// Largest deviation on a logarithmic grid from 20 Hz to min(20 kHz, 0.45 fs).
-inline double largestDeviationDb(const double* inCoefficients, const double* inAnalog, double inSampleRate)
-{
-    const double top = std::min(20000.0, 0.45 * inSampleRate);
-    constexpr int kSteps = 48;
+    const double top = std::min(20000.0, 0.45 * inFs);
     double largest = 0.0;
-    for (int i = 0; i <= kSteps; ++i) {
-        const double frequency = 20.0 * std::pow(top / 20.0, static_cast<double>(i) / kSteps);
-        largest = std::max(largest, deviationDb(inCoefficients, inAnalog, frequency, inSampleRate));
-    }
+    for (int i = 0; i <= 48; ++i)
+        largest = std::max(largest, deviationDb(inDigital, inAnalog, 20.0 * std::pow(top / 20.0, i / 48.0), inFs));
     return largest;
 }
 
 // Largest deviation at the design's own match frequencies below Nyquist.
-inline double matchDeviationDb(const double* inCoefficients, const double* inAnalog, double inSampleRate,
+inline double matchDeviationDb(const double* inDigital, const double* inAnalog, double inFs,
                                const dsp::MatchPoints& inPoints)
 {
     double largest = 0.0;
-    for (int i = 0; i < inPoints.mCount; ++i) {
-        const double frequency = inPoints.mFrequencies[i] / dsp::kTwoPi;
-        if (frequency < 0.5 * inSampleRate)
-            largest = std::max(largest, deviationDb(inCoefficients, inAnalog, frequency, inSampleRate));
-    }
+    for (int i = 0; i < inPoints.mCount; ++i)
+        if (inPoints.mFrequencies[i] < dsp::kTwoPi * 0.5 * inFs)
+            largest = std::max(largest, deviationDb(inDigital, inAnalog, inPoints.mFrequencies[i] / dsp::kTwoPi, inFs));
     return largest;
 }
 
-inline bool isSoundSection(const double* inCoefficients, double inTolerance)
+inline bool isSoundSection(const double* inDigital, double inTolerance)
 {
-    return dsp::checkBuffer(inCoefficients, 6) &&
-           dsp::DigitalIIRTools<2>::isAlmostStable(inCoefficients, inTolerance) &&
-           dsp::DigitalIIRTools<2>::isAlmostMinimumPhase(inCoefficients, inTolerance);
+    return dsp::checkBuffer(inDigital, 6) && dsp::DigitalIIRTools<2>::isAlmostStable(inDigital, inTolerance) &&
+           dsp::DigitalIIRTools<2>::isAlmostMinimumPhase(inDigital, inTolerance);
+}
+
+inline double dcGainDb(const double* c)
+{
+    return 20.0 * std::log10(std::fabs((c[0] + c[1] + c[2]) / (c[3] + c[4] + c[5])));
 }
 
 } // namespace q38test
