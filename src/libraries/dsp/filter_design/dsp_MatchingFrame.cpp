@@ -23,8 +23,9 @@ PowerResponse powerResponseOf(const double* inAnalogCoefficients)
 
 double evaluatePowerResponse(const PowerResponse& inResponse, double inU)
 {
-    const double numerator = (inResponse.mNA * inU + inResponse.mNB) * inU + inResponse.mNC;
-    const double denominator = (inResponse.mDA * inU + inResponse.mDB) * inU + inResponse.mDC;
+    const double uSq = inU * inU;
+    const double numerator = inResponse.mNA * uSq + inResponse.mNB * inU + inResponse.mNC;
+    const double denominator = inResponse.mDA * uSq + inResponse.mDB * inU + inResponse.mDC;
     return numerator / denominator;
 }
 
@@ -59,8 +60,8 @@ double prewarpedSquare(double inW, double inSampleRate)
 void prototypeToDigital(double inT, double inCSq, double inZ, double inDSq, double inW, double inSampleRate,
                         double inOutputGain, double* outCoefficients)
 {
-    // The floors keep zeros and poles off the unit circle. The floor comes first so
-    // that a NaN root (from a negative square) gives the floor too.
+    // The floors keep zeros and poles off the unit circle. The floor comes first
+    // so that a NaN root (from a negative square) gives the floor too.
     const double c = std::max(1.e-8, std::sqrt(inCSq));
     const double d = std::max(1.e-8, std::sqrt(inDSq));
     const double k = 2.0 * inSampleRate;
