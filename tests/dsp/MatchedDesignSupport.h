@@ -1,32 +1,15 @@
 #pragma once
 
-// Support for the matched-design tests: a capturing notice handler and the
-// distance in dB between a digital section and its analog target.
+// Support for the matched-design tests: the distance in dB between a digital
+// section and its analog target, and the closing checks.
 
-#include "core/core_Assert.h"
 #include "dsp/filter_design/dsp_IIRToolsImpl.h"
 #include "dsp/filter_design/dsp_MatchPoints.h"
 
 #include <algorithm>
 #include <cmath>
-#include <string>
-#include <vector>
 
 namespace q38test {
-
-class NoticeCapture
-{
-public:
-    NoticeCapture()
-        : mPrevious(core::setNoticeHandler([this](const core::AssertionNotice& n) { mReports.push_back(n.mReport); }))
-    {
-    }
-    ~NoticeCapture() { core::setNoticeHandler(mPrevious); }
-    std::vector<std::string> mReports;
-
-private:
-    core::NoticeHandler mPrevious;
-};
 
 inline double deviationDb(const double* inDigital, const double* inAnalog, double inFrequency, double inFs)
 {

@@ -1,3 +1,4 @@
+#include "dsp_FourPointSystem.h"
 #include "dsp_MatchingSolvers.h"
 
 #include <algorithm>
@@ -31,34 +32,15 @@ inline double unitDcPointDSq(double inU, double inM, double inT, double inW, dou
 
 } // namespace
 
-// Each point, divided by its u, reads  a u + b - m e + (1 - m) f / u = m u  with
-// a = t^2, b = cSq - 2 t w, e = dSq - 2 w, f = w^2. Differences of neighbouring
-// points drop b and leave three equations in (a, e, f).
 void solveUnitDcFourPoints(double inU1, double inM1, double inU2, double inM2, double inU3, double inM3,
                            double inU4, double inM4, double* outCSq, double* outDSq, double* outW, double* outT)
 {
-    const double g1 = (1.0 - inM1) / inU1;
-    const double g2 = (1.0 - inM2) / inU2;
-    const double g3 = (1.0 - inM3) / inU3;
-    const double g4 = (1.0 - inM4) / inU4;
-    // Rows (1,2), (2,3), (3,4): A a + B e + C f = R.
-    const double A1 = inU1 - inU2, B1 = inM2 - inM1, C1 = g1 - g2, R1 = inM1 * inU1 - inM2 * inU2;
-    const double A2 = inU2 - inU3, B2 = inM3 - inM2, C2 = g2 - g3, R2 = inM2 * inU2 - inM3 * inU3;
-    const double A3 = inU3 - inU4, B3 = inM4 - inM3, C3 = g3 - g4, R3 = inM3 * inU3 - inM4 * inU4;
-
-    const double minorA = B2 * C3 - B3 * C2;
-    const double minorB = A2 * C3 - A3 * C2;
-    const double minorC = A2 * B3 - A3 * B2;
-    const double determinant = A1 * minorA - B1 * minorB + C1 * minorC;
-    const double fNumerator = A1 * (B2 * R3 - B3 * R2) - B1 * (A2 * R3 - A3 * R2) + R1 * minorC;
-    const double f = std::fabs(fNumerator / determinant);
+    const double u[4] = {inU1, inU2, inU3, inU4};
+    const double m[4] = {inM1, inM2, inM3, inM4};
+    const FourPointSystem system = reduceFourPoints(u, m, 1.0);
+    const double f = std::fabs(fourPointConstant(system));
     const double w = std::sqrt(f);
-
-    // Back-substitution of the folded f into rows (1,2) and (2,3).
-    const double S1 = R1 - C1 * f;
-    const double S2 = R2 - C2 * f;
-    double a = (S1 * B2 - S2 * B1) / (A1 * B2 - A2 * B1);
-    a = atLeastZeroKeepNan(a);
+    const double a = atLeastZeroKeepNan(fourPointLeading(system, f));
     if (!std::isfinite(a))
         throw EquationSolutionException();
     const double t = std::sqrt(a);
