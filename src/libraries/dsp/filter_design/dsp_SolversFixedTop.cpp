@@ -1,4 +1,5 @@
 #include "dsp_MatchingSolvers.h"
+#include "dsp_PointEquation.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,26 +9,6 @@
 // is linear in b = cSq - 2 N w, e = dSq - 2 w and f = w^2.
 
 namespace dsp {
-
-namespace {
-
-// cSq from the point equation at (u, m).
-inline double fixedTopPointCSq(double inU, double inM, double inN, double inW, double inDSq)
-{
-    const double uw = inU - inW;
-    const double nu = inN * inU - inW;
-    return (inM * (uw * uw + inDSq * inU) - nu * nu) / inU;
-}
-
-// dSq from the point equation at (u, m), cSq known.
-inline double fixedTopPointDSq(double inU, double inM, double inN, double inW, double inCSq)
-{
-    const double uw = inU - inW;
-    const double nu = inN * inU - inW;
-    return ((inCSq * inU + nu * nu) / inM - uw * uw) / inU;
-}
-
-} // namespace
 
 void solveFixedTopThreePoints(double inU1, double inM1, double inU2, double inM2, double inU3, double inM3,
                               double inN, double* outCSq, double* outDSq, double* outW)
@@ -49,7 +30,7 @@ void solveFixedTopThreePoints(double inU1, double inM1, double inU2, double inM2
                            inM1 * (nu2 * nu2) / inU2) /
                           (inM2 - inM1);
     const double cSq = std::max(0.0, cSqRaw);
-    const double dSq = fixedTopPointDSq(inU3, inM3, inN, w, cSq);
+    const double dSq = pointEquationDSq(inU3, inM3, inN, w, w, cSq);
 
     *outCSq = cSq;
     *outDSq = dSq;
@@ -106,7 +87,7 @@ void solveFixedTopKnownCornerTwoPoints(double inU1, double inM1, double inU2, do
     const double dSq =
         (uw2 * uw2 * inU1 * inM2 - uw1 * uw1 * inM1 * inU2 + (inU1 * inU2 * nSq - inW * inW) * (inU1 - inU2)) /
         ((inM1 - inM2) * inU1 * inU2);
-    const double cSq = fixedTopPointCSq(inU1, inM1, inN, inW, dSq);
+    const double cSq = pointEquationCSq(inU1, inM1, inN, inW, inW, dSq);
 
     *outCSq = cSq;
     *outDSq = dSq;
@@ -124,7 +105,7 @@ void solveFixedTopExtremumPoint(double inUp, double inMp, double inU2, double in
     const double dSq =
         (2.0 * inMp * inU2 * (inUp - w) + w * w - uw2 * uw2 * inM2 + (inU2 - 2.0 * inUp) * inU2 * nSq) /
         ((inM2 - inMp) * inU2);
-    const double cSq = fixedTopPointCSq(inU2, inM2, inN, w, dSq);
+    const double cSq = pointEquationCSq(inU2, inM2, inN, w, w, dSq);
 
     *outCSq = cSq;
     *outDSq = dSq;

@@ -1,5 +1,6 @@
 #include "dsp_FourPointSystem.h"
 #include "dsp_MatchingSolvers.h"
+#include "dsp_PointEquation.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,22 +13,6 @@ namespace {
 inline double atLeastZeroKeepNan(double inValue)
 {
     return inValue < 0.0 ? 0.0 : inValue;
-}
-
-// cSq from the point equation at (u, m) of a prototype with z = w.
-inline double unitDcPointCSq(double inU, double inM, double inT, double inW, double inDSq)
-{
-    const double uw = inU - inW;
-    const double tu = inT * inU - inW;
-    return (inM * (uw * uw + inDSq * inU) - tu * tu) / inU;
-}
-
-// dSq from the point equation at (u, m), cSq known, z = w.
-inline double unitDcPointDSq(double inU, double inM, double inT, double inW, double inCSq)
-{
-    const double uw = inU - inW;
-    const double tu = inT * inU - inW;
-    return ((inCSq * inU + tu * tu) / inM - uw * uw) / inU;
 }
 
 } // namespace
@@ -50,7 +35,7 @@ void solveUnitDcFourPoints(double inU1, double inM1, double inU2, double inM2, d
     const double p3 = (tu3 * tu3 - inM3 * (uw3 * uw3)) / inU3;
     const double p4 = (tu4 * tu4 - inM4 * (uw4 * uw4)) / inU4;
     const double dSq = (p3 - p4) / (inM3 - inM4);
-    const double cSq = unitDcPointCSq(inU4, inM4, t, w, dSq);
+    const double cSq = pointEquationCSq(inU4, inM4, t, w, w, dSq);
 
     *outCSq = cSq;
     *outDSq = dSq;
@@ -113,7 +98,7 @@ void solveUnitDcExtremumTwoPointsFloored(double inUp, double inMp, double inU2, 
     const double y = inM3 * inU3 - a * inU3 - (1.0 - inM3) * f / inU3;
     const double b = (inM3 * x - inMp * y) / (inM3 - inMp);
     const double cSq = std::max(0.0, b + 2.0 * t * w);
-    const double dSq = unitDcPointDSq(inU3, inM3, t, w, cSq);
+    const double dSq = pointEquationDSq(inU3, inM3, t, w, w, cSq);
 
     *outCSq = cSq;
     *outDSq = dSq;

@@ -4,6 +4,7 @@
 #include "dsp/filter_design/dsp_IIRToolsImpl.h"
 #include "dsp/filter_design/dsp_MatchingFrame.h"
 #include "dsp/filter_design/dsp_MatchingSolvers.h"
+#include "dsp/filter_design/dsp_UnitDcMatch.h"
 
 #include <algorithm>
 #include <cmath>
@@ -66,11 +67,6 @@ double shelfRatio(double inQ, double inGain, bool inHigh)
     return inHigh ? high : low;
 }
 
-struct UnitDcPrototype
-{
-    double mCSq, mDSq, mW, mT;
-};
-
 struct ShelfMatch
 {
     const PowerResponse& mResponse;
@@ -83,9 +79,7 @@ struct ShelfMatch
 
     void fourPoints(double inP1, double inP2, double inP3, double inP4) const
     {
-        UnitDcPrototype& p = *mPrototype;
-        solveUnitDcFourPoints(warped(inP1), value(inP1), warped(inP2), value(inP2), warped(inP3), value(inP3),
-                              warped(inP4), value(inP4), &p.mCSq, &p.mDSq, &p.mW, &p.mT);
+        matchUnitDcFourPoints(mResponse, mSampleRate, inP1, inP2, inP3, inP4, mPrototype);
         *mPoints = MatchPoints{4, {inP1, inP2, inP3, inP4}};
     }
 
@@ -305,19 +299,7 @@ void HighShelf2Q::designMatched(const Params& inParams, double* outCoefficients,
         }
     }
 
-    if (matched) {
-        prototypeToDigital(prototype.mT, prototype.mCSq, prototype.mW, prototype.mDSq, prototype.mW, fs, G,
-                           outCoefficients);
-    } else {
-        const double* a = outAnalogCoefficients;
-        bilinearOrder2(a[0], a[1], a[2], a[3], a[4], a[5], 2.0 * fs, outCoefficients);
-        outCoefficients[0] *= G;
-        outCoefficients[1] *= G;
-        outCoefficients[2] *= G;
-    }
-    outAnalogCoefficients[0] *= G;
-    outAnalogCoefficients[1] *= G;
-    outAnalogCoefficients[2] *= G;
+    finishUnitDcDesign(matched, prototype, fs, G, outAnalogCoefficients, outCoefficients);
     if (outMatchPoints != nullptr)
         *outMatchPoints = points;
 }

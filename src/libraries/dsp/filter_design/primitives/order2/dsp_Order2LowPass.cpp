@@ -4,6 +4,7 @@
 #include "dsp/filter_design/dsp_IIRToolsImpl.h"
 #include "dsp/filter_design/dsp_MatchingFrame.h"
 #include "dsp/filter_design/dsp_MatchingSolvers.h"
+#include "dsp/filter_design/dsp_UnitDcMatch.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,23 +18,6 @@ constexpr double kHalfRootTwo = 0.7071067811865476;
 constexpr double kPeakQ = 0.7081067811865476;
 // Highest digital match frequency as a multiple of fs (0.408 fs in Hz).
 constexpr double kTopMatch = 2.563539605329271;
-
-struct UnitDcPrototype
-{
-    double mCSq, mDSq, mW, mT;
-};
-
-// Match the target at four frequencies (rad/s), extremum-free.
-void matchFourPoints(const PowerResponse& inResponse, double inSampleRate, double inP1, double inP2, double inP3,
-                     double inP4, UnitDcPrototype* outPrototype)
-{
-    UnitDcPrototype& p = *outPrototype;
-    solveUnitDcFourPoints(prewarpedSquare(inP1, inSampleRate), matchValue(inResponse, inP1),
-                          prewarpedSquare(inP2, inSampleRate), matchValue(inResponse, inP2),
-                          prewarpedSquare(inP3, inSampleRate), matchValue(inResponse, inP3),
-                          prewarpedSquare(inP4, inSampleRate), matchValue(inResponse, inP4), &p.mCSq, &p.mDSq,
-                          &p.mW, &p.mT);
-}
 
 } // namespace
 
@@ -184,7 +168,7 @@ void Order2LowPass::design(const Params& inParams, double* outCoefficients, doub
                     Q38_ASSERT_FALSE(core::kAssertionLibrary);
                 if (peak > 3.078760800517997 * fs) {
                     const double pa = 3.132167875629024 * fs;
-                    matchFourPoints(response, fs, pa, topMatch, topMatch / 2.0, topMatch / 4.0, &prototype);
+                    matchUnitDcFourPoints(response, fs, pa, topMatch, topMatch / 2.0, topMatch / 4.0, &prototype);
                     points = MatchPoints{4, {pa, topMatch, topMatch / 2.0, topMatch / 4.0}};
                 } else {
                     const double second = std::min(0.9 * topMatch, crossing);
@@ -211,7 +195,7 @@ void Order2LowPass::design(const Params& inParams, double* outCoefficients, doub
                     const double p2 = std::min(x * 3.7699111843077517, kTwoPi * f0);
                     UnitDcPrototype attempt{0.0, 0.0, 0.0, 0.0};
                     try {
-                        matchFourPoints(response, fs, p1, p2, p2 / 2.0, p2 / 4.0, &attempt);
+                        matchUnitDcFourPoints(response, fs, p1, p2, p2 / 2.0, p2 / 4.0, &attempt);
                     } catch (const EquationSolutionException&) {
                         if (++failures >= 4)
                             throw;
@@ -230,19 +214,7 @@ void Order2LowPass::design(const Params& inParams, double* outCoefficients, doub
         }
     }
 
-    if (solved) {
-        prototypeToDigital(prototype.mT, prototype.mCSq, prototype.mW, prototype.mDSq, prototype.mW, fs, G,
-                           outCoefficients);
-    } else {
-        const double* a = outAnalogCoefficients;
-        bilinearOrder2(a[0], a[1], a[2], a[3], a[4], a[5], k, outCoefficients);
-        outCoefficients[0] *= G;
-        outCoefficients[1] *= G;
-        outCoefficients[2] *= G;
-    }
-    outAnalogCoefficients[0] *= G;
-    outAnalogCoefficients[1] *= G;
-    outAnalogCoefficients[2] *= G;
+    finishUnitDcDesign(solved, prototype, fs, G, outAnalogCoefficients, outCoefficients);
     if (outMatchPoints != nullptr)
         *outMatchPoints = points;
 
