@@ -111,28 +111,17 @@ TEST(VectorPrimitives, ElementwiseArithmeticOnUnalignedBlocks)
     const double* a = storage[0] + 1;
     const double* b = storage[1] + 1;
     double* out = storage[2] + 1;
-
     ASSERT_EQ(vectorAdd(a, b, out, 4), kVectorSuccess);
-    EXPECT_EQ(out[0], 1.5);
-    EXPECT_EQ(out[3], 4.0);
-    ASSERT_EQ(vectorSubtractInPlace(b, out, 4), kVectorSuccess);
-    EXPECT_EQ(out[1], -2.0);
-    ASSERT_EQ(vectorAddInPlace(b, out, 4), kVectorSuccess);
-    EXPECT_EQ(out[2], 2.5);
+    ASSERT_EQ(vectorSubtractInPlace(a, out, 4), kVectorSuccess);  // back to b
+    ASSERT_EQ(vectorAddInPlace(b, out, 4), kVectorSuccess);       // 2 b
+    EXPECT_EQ(out[3], 16.0);
     ASSERT_EQ(vectorAbs(a, out, 4), kVectorSuccess);
     EXPECT_EQ(out[1], 2.0);
     EXPECT_EQ(out[3], 4.0);
-    ASSERT_EQ(vectorCopy(b, out, 4), kVectorSuccess);
-    EXPECT_EQ(out[3], 8.0);
-    ASSERT_EQ(vectorZero(out, 4), kVectorSuccess);
-    EXPECT_EQ(out[3], 0.0);
 
     double low = 0.0, high = 0.0;
     ASSERT_EQ(vectorMinMax(a, 4, &low, &high), kVectorSuccess);
     EXPECT_EQ(low, -4.0);
-    EXPECT_EQ(high, 3.5);
-    ASSERT_EQ(vectorMinMax(a + 2, 1, &low, &high), kVectorSuccess);
-    EXPECT_EQ(low, 3.5);
     EXPECT_EQ(high, 3.5);
 }
 

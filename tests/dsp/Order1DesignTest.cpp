@@ -47,6 +47,14 @@ double digitalAt(const double* inCoefficients, double inW, double inSampleRate)
                                          << analog;
 }
 
+void expectCoefficients(const double* inCoefficients, double inB0, double inB1, double inA1, double inTolerance)
+{
+    EXPECT_NEAR(inCoefficients[0], inB0, inTolerance);
+    EXPECT_NEAR(inCoefficients[1], inB1, inTolerance);
+    EXPECT_EQ(inCoefficients[2], 1.0);
+    EXPECT_NEAR(inCoefficients[3], inA1, inTolerance);
+}
+
 // Runs a design over an array prefilled with a marker and checks that every
 // entry was written and a0 is in place.
 void expectFullyWritten(const std::function<void(double*)>& inDesign)
@@ -58,26 +66,25 @@ void expectFullyWritten(const std::function<void(double*)>& inDesign)
         EXPECT_NE(value, -12345.0);
 }
 
+// The output gain scales the numerators, digital and analog, after the match:
+// the solve never sees it.
+void expectOutputGainOnNumeratorsOnly(const double* inPlain, const double* inPlainAnalog, const double* inLouder,
+                                      const double* inLouderAnalog, double inOutputGain)
+{
+    const double g = decibelsToGain(inOutputGain);
+    EXPECT_EQ(inLouder[0], inPlain[0] * g);
+    EXPECT_EQ(inLouder[1], inPlain[1] * g);
+    EXPECT_EQ(inLouder[3], inPlain[3]);
+    EXPECT_EQ(inLouderAnalog[0], inPlainAnalog[0] * g);
+    EXPECT_EQ(inLouderAnalog[1], inPlainAnalog[1] * g);
+    EXPECT_EQ(inLouderAnalog[2], 1.0);
+    EXPECT_EQ(inLouderAnalog[3], inPlainAnalog[3]);
+}
+
 } // namespace
 
 // ---------------------------------------------------------------------------
 // Solvers
-
-TEST(Order1Solvers, RecoverAKnownPrototype)
-{
-    // (2 s + 3) / (s + 4): |H|^2 = (4 u + 9) / (u + 16).
-    double a = 0.0, b = 0.0, c = 0.0;
-    solveOrder1ThreePoint(9.0 / 16.0, 1.0, 13.0 / 17.0, 4.0, 25.0 / 20.0, &a, &b, &c);
-    EXPECT_NEAR(a, 2.0, 1e-13);
-    EXPECT_NEAR(b, 3.0, 1e-13);
-    EXPECT_NEAR(c, 4.0, 1e-13);
-
-    // (2 s + 3) / (s + 3), unit gain at DC: |H|^2 = (4 u + 9) / (u + 9).
-    solveOrder1TwoPoint(9.0, 45.0 / 18.0, 1.0, 13.0 / 10.0, &a, &b, &c);
-    EXPECT_NEAR(a, 2.0, 1e-13);
-    EXPECT_NEAR(b, 3.0, 1e-13);
-    EXPECT_NEAR(c, 3.0, 1e-13);
-}
 
 TEST(Order1Solvers, InadmissibleDataThrowsAndLeavesResultsAlone)
 {
@@ -90,7 +97,6 @@ TEST(Order1Solvers, InadmissibleDataThrowsAndLeavesResultsAlone)
         {"three-point, equal frequencies", [](double* a, double* b, double* c) { solveOrder1ThreePoint(0.0, 2.0, 0.5, 2.0, 0.7, a, b, c); }},
         {"three-point, e = 0", [](double* a, double* b, double* c) { solveOrder1ThreePoint(0.0, 1.0, 0.25, 2.0, 0.5, a, b, c); }},
         {"three-point, falling from DC 0", [](double* a, double* b, double* c) { solveOrder1ThreePoint(0.0, 1.0, 0.5, 2.0, 0.25, a, b, c); }},
-        {"three-point, NaN", [](double* a, double* b, double* c) { solveOrder1ThreePoint(kNaN, 1.0, 0.5, 2.0, 0.7, a, b, c); }},
         {"two-point, equal frequencies", [](double* a, double* b, double* c) { solveOrder1TwoPoint(2.0, 1.5, 2.0, 1.2, a, b, c); }},
         {"two-point, flat", [](double* a, double* b, double* c) { solveOrder1TwoPoint(2.0, 1.0, 1.0, 1.0, a, b, c); }},
         {"two-point, c^2 < 0", [](double* a, double* b, double* c) { solveOrder1TwoPoint(2.0, 0.5, 1.0, 2.0, a, b, c); }},
@@ -113,10 +119,7 @@ TEST(Order1HighPass, TrueHighPassAt250Hz)
     const double fs = 48000.0;
     double coefficients[4], analog[4];
     Order1HighPass::design({250.0, 0.0, 0.0}, coefficients, analog, fs);
-    EXPECT_NEAR(coefficients[0], 0.98382035, 5e-9);
-    EXPECT_NEAR(coefficients[1], -0.98382035, 5e-9);
-    EXPECT_EQ(coefficients[2], 1.0);
-    EXPECT_NEAR(coefficients[3], -0.96780436, 5e-9);
+    expectCoefficients(coefficients, 0.98382035, -0.98382035, -0.96780436, 5e-9);
     // The zero sits exactly on the unit circle at DC and counts as minimum phase.
     EXPECT_EQ(coefficients[0], -coefficients[1]);
     EXPECT_TRUE(DigitalIIRTools<1>::isMinimumPhase(coefficients));
@@ -142,17 +145,9 @@ TEST(Order1HighPass, FloorMatchesAtDcCornerAndUpperPoint)
     EXPECT_NEAR(w2 / kTwoPi, 11972.5, 0.05);
     EXPECT_NEAR(digitalAt(coefficients, w2, fs), squaredMagnitude<1>(analog, w2), 1e-9);
 
-    // Output gain scales the numerators only; the solve never sees it.
     double louder[4], louderAnalog[4];
     Order1HighPass::design({250.0, 0.5, 6.0}, louder, louderAnalog, fs);
-    const double g = decibelsToGain(6.0);
-    EXPECT_EQ(louder[0], coefficients[0] * g);
-    EXPECT_EQ(louder[1], coefficients[1] * g);
-    EXPECT_EQ(louder[3], coefficients[3]);
-    EXPECT_EQ(louderAnalog[0], analog[0] * g);
-    EXPECT_EQ(louderAnalog[1], analog[1] * g);
-    EXPECT_EQ(louderAnalog[2], 1.0);
-    EXPECT_EQ(louderAnalog[3], analog[3]);
+    expectOutputGainOnNumeratorsOnly(coefficients, analog, louder, louderAnalog, 6.0);
 }
 
 TEST(Order1HighPass, UnitFloorAndFailedSolveGiveATransparentSection)
@@ -270,10 +265,7 @@ TEST(Order1HighShelf, WorkedExamplesAt48kHz)
         SCOPED_TRACE(example.mParams.mFrequency);
         double coefficients[4], analog[4];
         Order1HighShelf::design(example.mParams, coefficients, analog, fs);
-        EXPECT_NEAR(coefficients[0], example.mB0, 5e-7);
-        EXPECT_NEAR(coefficients[1], example.mB1, 5e-7);
-        EXPECT_EQ(coefficients[2], 1.0);
-        EXPECT_NEAR(coefficients[3], example.mA1, 5e-7);
+        expectCoefficients(coefficients, example.mB0, example.mB1, example.mA1, 5e-7);
     }
 
     // 3000 Hz, +6 dB: matched at fc and at 13200 Hz.
@@ -308,13 +300,7 @@ TEST(Order1HighShelf, ZeroGainOutputGainAndFallback)
     double plain[4], plainAnalog[4], louder[4], louderAnalog[4];
     Order1HighShelf::design({1000.0, -6.0, kMidpoint, 0.0}, plain, plainAnalog, fs);
     Order1HighShelf::design({1000.0, -6.0, kMidpoint, 4.5}, louder, louderAnalog, fs);
-    const double go = decibelsToGain(4.5);
-    EXPECT_EQ(louder[0], plain[0] * go);
-    EXPECT_EQ(louder[1], plain[1] * go);
-    EXPECT_EQ(louder[3], plain[3]);
-    EXPECT_EQ(louderAnalog[0], plainAnalog[0] * go);
-    EXPECT_EQ(louderAnalog[1], plainAnalog[1] * go);
-    EXPECT_EQ(louderAnalog[3], plainAnalog[3]);
+    expectOutputGainOnNumeratorsOnly(plain, plainAnalog, louder, louderAnalog, 4.5);
     EXPECT_TRUE(capture.empty());
 
     // A shelf so steep that its power overflows: the solve throws and the
@@ -332,7 +318,8 @@ TEST(Order1Shelves, MatchTheirTargetsAcrossRatesFrequenciesAndGains)
     NoticeCapture capture;
     int movedCases = 0;
     for (double fs : kSampleRates) {
-        for (double f : {30.0, 200.0, 1000.0, 3000.0, 9000.0, 20000.0}) {
+        // 40000 Hz lies above the band at the lower rates: limited, not rejected.
+        for (double f : {30.0, 200.0, 1000.0, 3000.0, 9000.0, 20000.0, 40000.0}) {
             for (double gain : {-18.0, -6.0, -0.3, -0.07, 0.02, 0.07, 0.3, 6.0, 18.0}) {
                 for (std::int32_t mode : {kLowerCorner, kMidpoint, kUpperCorner}) {
                     SCOPED_TRACE(::testing::Message() << fs << " Hz, " << f << " Hz, " << gain << " dB, mode " << mode);
@@ -370,15 +357,9 @@ TEST(Order1LowPassNaive, WorkedExamplesAndTheNyquistLimit)
     NoticeCapture capture;
     double coefficients[4];
     Order1LowPassNaive::design({1000.0, 0.0}, coefficients, 48000.0);
-    EXPECT_EQ(coefficients[0], coefficients[1]);
-    EXPECT_NEAR(coefficients[0], 0.06151177, 5e-9);
-    EXPECT_EQ(coefficients[2], 1.0);
-    EXPECT_NEAR(coefficients[3], -0.87697646, 5e-9);
-
+    expectCoefficients(coefficients, 0.06151177, 0.06151177, -0.87697646, 5e-9);
     Order1LowPassNaive::design({23999.0, 0.0}, coefficients, 48000.0);
-    EXPECT_NEAR(coefficients[0], 0.99993455, 5e-9);
-    EXPECT_EQ(coefficients[1], coefficients[0]);
-    EXPECT_NEAR(coefficients[3], 0.99986911, 5e-9);
+    expectCoefficients(coefficients, 0.99993455, 0.99993455, 0.99986911, 5e-9);
     EXPECT_TRUE(capture.empty());
 
     // At half the rate the check fires and the pole ends up just inside z = -1.
@@ -414,10 +395,7 @@ TEST(Order1LowShelf, WorkedExampleAndZeroGain)
     NoticeCapture capture;
     double coefficients[4];
     Order1LowShelf::design({75.0, 6.0, kUpperCorner, 0.0}, coefficients, 48000.0);
-    EXPECT_NEAR(coefficients[0], 1.002448, 5e-7);
-    EXPECT_NEAR(coefficients[1], -0.992655, 5e-7);
-    EXPECT_EQ(coefficients[2], 1.0);
-    EXPECT_NEAR(coefficients[3], -0.995092, 5e-7);
+    expectCoefficients(coefficients, 1.002448, -0.992655, -0.995092, 5e-7);
 
     // It is the high shelf of -6 dB lifted by 6 dB, matched at 37.59 Hz.
     double target[4];
@@ -478,19 +456,4 @@ TEST(Order1Designs, BadArgumentsReportAndStillWriteEveryCoefficient)
             EXPECT_EQ(capture.heads(), badCase.mExpected);
         }
     }
-}
-
-TEST(Order1Designs, FrequenciesAboveTheBandAreClampedNotRejected)
-{
-    NoticeCapture capture;
-    for (double fs : kSampleRates) {
-        double highPass[4], shelf[4];
-        Order1HighPass::design({0.7 * fs, 0.2, 0.0}, highPass, fs);
-        Order1HighShelf::design({0.8 * fs, 6.0, kLowerCorner, 0.0}, shelf, fs);
-        for (const double* coefficients : {highPass, shelf}) {
-            EXPECT_TRUE(checkBuffer(coefficients, 4));
-            EXPECT_TRUE(DigitalIIRTools<1>::isStable(coefficients));
-        }
-    }
-    EXPECT_TRUE(capture.empty());
 }
