@@ -2,7 +2,10 @@
 // allocate. This program replaces the global allocation functions to count.
 
 #include "dsp/filter_design/primitives/order2/dsp_Bell.h"
+#include "dsp/filter_design/primitives/order2/dsp_HighShelf2Q.h"
+#include "dsp/filter_design/primitives/order2/dsp_LowShelf2.h"
 #include "dsp/filter_design/primitives/order2/dsp_Order2HighPass.h"
+#include "dsp/filter_design/primitives/order2/dsp_Order2LowPass.h"
 
 #include <gtest/gtest.h>
 
@@ -57,6 +60,29 @@ TEST(DesignAllocation, SecondOrderDesignsAllocateNothing)
                               for (double g : {0.0, 0.5, 0.99, 1.0})
                                   dsp::Order2HighPass::design({f, Q, g, -2.0}, digital, fs);
                       }
+              }),
+              0);
+}
+
+TEST(DesignAllocation, ShelvesAndLowPassAllocateNothing)
+{
+    double digital[6], analog[6];
+    // The shelf's flat, two-point, two-extrema, one-extremum and plain paths; the
+    // low-pass's flat, peak, high four-point and table paths.
+    const dsp::HighShelf2Q::Params shelves[] = {{1000, 0.5, 0.5, 0, 1, 0}, {1000, 0.4, 0.4, 8, 1, -2},
+                                                {3000, 2, 2, -12, 0, 0},   {500, 3, 0.4, 6, 1, 0},
+                                                {40, 0.5, 0.5, 10, 1, 0},  {20000, 4, 4, 24, 0, 0}};
+    const dsp::Order2LowPass::Params lowPasses[] = {
+        {1000, 0.7, 0.995, 0}, {1000, 2, 0, 0}, {26000, 2, 0, 0}, {1000, 0.7, 0, 0}, {20383.099609, 1.59107, 0, 0}};
+    EXPECT_EQ(allocationsDuring([&] {
+                  for (double fs : {44100.0, 192000.0}) {
+                      for (const auto& params : shelves) {
+                          dsp::HighShelf2Q::design(params, digital, analog, fs);
+                          dsp::LowShelf2::design(params, digital, fs);
+                      }
+                      for (const auto& params : lowPasses)
+                          dsp::Order2LowPass::design(params, digital, analog, fs);
+                  }
               }),
               0);
 }
