@@ -9,6 +9,7 @@
 #include "model/q38_ControlMapping.h"
 #include "model/q38_ModelEngine.h"
 #include "model/q38_Parameters.h"
+#include "support/NoticeCapture.h"
 
 #include <algorithm>
 #include <array>
@@ -64,33 +65,15 @@ struct EngineInspector
 
 namespace enginetest {
 
-// Collects every notice while alive and restores the previous handler.
-class NoticeCapture
+using q38test::NoticeCapture;
+
+// The notices so far; the capture starts afresh.
+inline std::vector<core::AssertionNotice> takeNotices(NoticeCapture& ioCapture)
 {
-public:
-    NoticeCapture()
-        : mPrevious(core::setNoticeHandler([this](const core::AssertionNotice& inNotice) {
-              std::lock_guard<std::mutex> lock(mMutex);
-              mNotices.push_back(inNotice);
-          }))
-    {
-    }
-    ~NoticeCapture() { core::setNoticeHandler(std::move(mPrevious)); }
-
-    NoticeCapture(const NoticeCapture&) = delete;
-    NoticeCapture& operator=(const NoticeCapture&) = delete;
-
-    std::vector<core::AssertionNotice> take()
-    {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return std::exchange(mNotices, {});
-    }
-
-private:
-    std::mutex mMutex;
-    std::vector<core::AssertionNotice> mNotices;
-    core::NoticeHandler mPrevious;
-};
+    std::vector<core::AssertionNotice> notices = ioCapture.notices();
+    ioCapture.clear();
+    return notices;
+}
 
 // The notice text of an interface check.
 inline std::string interfaceNotice(const std::string& inExpression, const std::string& inMessage)

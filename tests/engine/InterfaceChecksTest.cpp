@@ -18,7 +18,7 @@ constexpr const char* kEngineSource = "in file 'model/q38_ModelEngine.cpp' line 
 void expectOneInterfaceNotice(NoticeCapture& ioCapture, const std::string& inExpression,
                               const std::string& inMessage)
 {
-    const std::vector<core::AssertionNotice> notices = ioCapture.take();
+    const std::vector<core::AssertionNotice> notices = takeNotices(ioCapture);
     ASSERT_EQ(notices.size(), 1u) << inMessage;
     EXPECT_EQ(notices[0].mLevel, 3u);
     EXPECT_EQ(notices[0].mTitle, "Serious error");
@@ -73,7 +73,7 @@ TEST(InterfaceChecks, ParameterIdsAreTestedUnsigned)
     // The stored values were not touched by the bad ids.
     for (int id = 0; id < kNumParameters; ++id)
         EXPECT_EQ(engine.getParameterValue(id), q38::kParameterDefaults[id]);
-    EXPECT_TRUE(capture.take().empty());
+    EXPECT_TRUE(takeNotices(capture).empty());
 }
 
 TEST(InterfaceChecks, ValuesOutsideTheRangeAreReportedStoredAndUsed)
@@ -85,7 +85,7 @@ TEST(InterfaceChecks, ValuesOutsideTheRangeAreReportedStoredAndUsed)
     // The limits themselves pass, also a negative zero.
     for (float value : {0.0f, -0.0f, 1.0f}) {
         engine.setParameter(kCh1InputGain, value);
-        EXPECT_TRUE(capture.take().empty()) << value;
+        EXPECT_TRUE(takeNotices(capture).empty()) << value;
     }
 
     engine.setParameter(kCh1InputGain, 1.5f);
@@ -126,7 +126,7 @@ TEST(InterfaceChecks, BadIdAndBadValueReportTwice)
     NoticeCapture capture;
     q38::Q38PrivateEngine engine;
     engine.getPhysicalValue(20, 2.0f);
-    const std::vector<core::AssertionNotice> notices = capture.take();
+    const std::vector<core::AssertionNotice> notices = takeNotices(capture);
     ASSERT_EQ(notices.size(), 2u);
     EXPECT_EQ(notices[0].mText, interfaceNotice(kIdExpression, "Invalid parameter ID: 20"));
     EXPECT_EQ(notices[1].mText, interfaceNotice(kValueExpression, "Invalid normalized value: 2"));
@@ -137,7 +137,7 @@ TEST(InterfaceChecks, SampleRateMustBePositive)
     NoticeCapture capture;
     q38::Q38PrivateEngine engine;
     engine.setSampleRate(0);
-    const std::vector<core::AssertionNotice> notices = capture.take();
+    const std::vector<core::AssertionNotice> notices = takeNotices(capture);
     // The model's designs may report at their own level on a rate of 0.
     ASSERT_FALSE(notices.empty());
     EXPECT_EQ(notices[0].mLevel, 3u);
@@ -149,7 +149,7 @@ TEST(InterfaceChecks, SampleRateMustBePositive)
     EXPECT_EQ(q38::EngineInspector::sampleRate(engine), 16777216.0f);
     engine.setSampleRate(192000);
     EXPECT_EQ(q38::EngineInspector::sampleRate(engine), 192000.0f);
-    capture.take();
+    takeNotices(capture);
 }
 
 TEST(InterfaceChecks, ProcessReportsBadCountsAndStaysInsideItsBuffers)
@@ -158,7 +158,7 @@ TEST(InterfaceChecks, ProcessReportsBadCountsAndStaysInsideItsBuffers)
     q38::Q38PrivateEngine engine;
     engine.setParameter(kEnableEffect, 0.0f);
     engine.setSampleRate(48000);
-    ASSERT_TRUE(capture.take().empty());
+    ASSERT_TRUE(takeNotices(capture).empty());
 
     std::vector<float> left = randomSignal(40, 0.5f, 1);
     std::vector<float> right = randomSignal(40, 0.5f, 2);
@@ -171,7 +171,7 @@ TEST(InterfaceChecks, ProcessReportsBadCountsAndStaysInsideItsBuffers)
     std::vector<float> rightOut(40, 9.0f);
     float* outputs[2] = {leftOut.data(), rightOut.data()};
     engine.process(channels, outputs, 2, 33);
-    std::vector<core::AssertionNotice> notices = capture.take();
+    std::vector<core::AssertionNotice> notices = takeNotices(capture);
     ASSERT_EQ(notices.size(), 3u);
     EXPECT_EQ(notices[0].mText, interfaceNotice("inNumSamples > 0 && inNumSamples <= kQ38MaxBufferSize",
                                                 "Number of samples is too large: 33"));
@@ -184,7 +184,7 @@ TEST(InterfaceChecks, ProcessReportsBadCountsAndStaysInsideItsBuffers)
     for (int count : {0, -3}) {
         std::fill(leftOut.begin(), leftOut.end(), 9.0f);
         engine.process(channels, outputs, 2, count);
-        notices = capture.take();
+        notices = takeNotices(capture);
         // A negative count also fails the buffers' own checks.
         ASSERT_EQ(notices.size(), count < 0 ? 3u : 1u);
         EXPECT_EQ(notices[0].mText,
@@ -195,7 +195,7 @@ TEST(InterfaceChecks, ProcessReportsBadCountsAndStaysInsideItsBuffers)
 
     for (int count : {0, 3}) {
         engine.process(channels, outputs, count, 16);
-        notices = capture.take();
+        notices = takeNotices(capture);
         ASSERT_FALSE(notices.empty());
         EXPECT_EQ(notices[0].mText, interfaceNotice("inNumChannels > 0 && inNumChannels <= kQ38MaxNumChannels",
                                                     "Invalid number of channels: " + std::to_string(count)));
@@ -214,5 +214,5 @@ TEST(InterfaceChecks, MeterIdsAreTestedUnsigned)
     }
     EXPECT_EQ(engine.getMeterValue(kCh1Meter), 0.0f);
     EXPECT_EQ(engine.getMeterValue(kCh2Meter), 0.0f);
-    EXPECT_TRUE(capture.take().empty());
+    EXPECT_TRUE(takeNotices(capture).empty());
 }
