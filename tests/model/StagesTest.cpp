@@ -1,0 +1,158 @@
+#include "ModelTestSupport.h"
+
+#include "model/q38_Sections.h"
+#include "model/q38_TubeStages.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace q38;
+using q38::test::Model;
+
+TEST(Sections, FixedSectionsFollowTheirDifferenceEquations)
+{
+    Biquad biquad{};
+    resetSection(biquad);
+    const double coefficients[] = {0.3, -0.2, 0.1, 1.0, -0.5, 0.25};
+    std::copy(coefficients, coefficients + 6, biquad.mCoefficients);
+    FirstOrderSection first{};
+    resetSection(first);
+    const double firstCoefficients[] = {0.7, -0.6, 1.0, -0.9};
+    std::copy(firstCoefficients, firstCoefficients + 4, first.mCoefficients);
+
+    // Two blocks, so that the memories carry over.
+    double in[40];
+    for (int i = 0; i < 40; ++i)
+        in[i] = std::sin(0.37 * i) + (i == 3 ? 1.0 : 0.0);
+    double out[40];
+    double firstOut[40];
+    processBiquad(in, out, 32, biquad);
+    processBiquad(in + 32, out + 32, 8, biquad);
+    processFirstOrder(in, firstOut, 17, first);
+    processFirstOrder(in + 17, firstOut + 17, 23, first);
+    for (int n = 0; n < 40; ++n) {
+        const double x1 = n > 0 ? in[n - 1] : 0.0;
+        const double x2 = n > 1 ? in[n - 2] : 0.0;
+        const double y1 = n > 0 ? out[n - 1] : 0.0;
+        const double y2 = n > 1 ? out[n - 2] : 0.0;
+        EXPECT_NEAR(out[n], 0.3 * in[n] - 0.2 * x1 + 0.1 * x2 + 0.5 * y1 - 0.25 * y2, 1e-13);
+        const double f1 = n > 0 ? firstOut[n - 1] : 0.0;
+        EXPECT_NEAR(firstOut[n], 0.7 * in[n] - 0.6 * x1 + 0.9 * f1, 1e-13);
+    }
+}
+
+TEST(Sections, GlidingSectionTakesTargetsAtOnceThenGlidesAtItsRate)
+{
+    GlidingBiquad section{};
+    resetSection(section);
+    section.mMemory1 = 0.25;  // the snap keeps the memories
+    double targets[] = {0.5, 0.2, 0.1, 7.0, -0.3, 0.2};
+    takeTargetsIfPending(section, targets);
+    EXPECT_EQ(section.mPending, 0);
+    EXPECT_EQ(section.mMemory1, 0.25);
+    for (int k = 0; k < 6; ++k)
+        EXPECT_EQ(section.mCoefficients[k], targets[k]);
+
+    // A second call without a reset does not snap again.
+    const double moved[] = {1.0, 0.0, 0.0, 1.0, 0.0, 0.0};
+    takeTargetsIfPending(section, moved);
+    EXPECT_EQ(section.mCoefficients[0], 0.5);
+
+    // From rest, the first sample moves each coefficient by rate times the step; a0 never moves.
+    const double zeros[32] = {};
+    double out[32];
+    section.mMemory1 = 0.0;
+    processGlidingBiquad(zeros, out, 1, section, moved, 0.001);
+    EXPECT_DOUBLE_EQ(section.mCoefficients[0], 0.5 + 0.5 * 0.001);
+    EXPECT_DOUBLE_EQ(section.mCoefficients[1], 0.2 - 0.2 * 0.001);
+    EXPECT_DOUBLE_EQ(section.mCoefficients[4], -0.3 + 0.3 * 0.001);
+    EXPECT_EQ(section.mCoefficients[3], 7.0);
+
+    // After 1000 more samples the distance has fallen by about e.
+    for (int block = 0; block < 1000 / 20; ++block)
+        processGlidingBiquad(zeros, out, 20, section, moved, 0.001);
+    EXPECT_NEAR((1.0 - section.mCoefficients[0]) / 0.5, std::pow(0.999, 1001), 1e-12);
+    EXPECT_NEAR((1.0 - section.mCoefficients[0]) / 0.5, std::exp(-1.0), 1e-3);
+
+    GlidingFirstOrderSection first{};
+    resetSection(first);
+    const double firstTargets[] = {2.0, -1.0, 1.0, 0.5};
+    takeTargetsIfPending(first, firstTargets);
+    const double one[] = {1.0};
+    processGlidingFirstOrder(one, out, 1, first, firstTargets, 0.0005);
+    EXPECT_EQ(out[0], 2.0);
+    EXPECT_EQ(first.mMemory, -1.0 - 2.0 * 0.5);
+}
+
+std::vector<double> runIntegrator(SaturatingIntegrator inIntegrator, const std::vector<double>& inSignal)
+{
+    std::vector<double> out(inSignal.size());
+    for (size_t start = 0; start < inSignal.size(); start += 32) {
+        const int n = static_cast<int>(std::min<size_t>(32, inSignal.size() - start));
+        runSaturatingIntegrator(inSignal.data() + start, out.data() + start, n, inIntegrator);
+    }
+    return out;
+}
+
+TEST(SaturatingIntegrator, TransparentForSmallSignalsAndCompressingLowFrequencies)
+{
+    const Model model(44100.0);
+    const SaturatingIntegrator core = model.mState->mChannel[0].mAmplifierCore;
+
+    // Far above its 2 Hz corner and well below the knee: less than 0.01 dB of change.
+    const std::vector<double> quiet = test::sine(0.001, 1000.0, 44100.0, 44100);
+    const std::vector<double> quietOut = runIntegrator(core, quiet);
+    EXPECT_LT(std::fabs(test::toDecibels(test::rms(quietOut, 22050) / test::rms(quiet, 22050))), 0.01);
+
+    // Odd symmetry from rest.
+    std::vector<double> negated(quiet.size());
+    for (size_t i = 0; i < quiet.size(); ++i)
+        negated[i] = -quiet[i];
+    const std::vector<double> negatedOut = runIntegrator(core, negated);
+    for (size_t i = 0; i < quiet.size(); i += 97)
+        ASSERT_EQ(negatedOut[i], -quietOut[i]);
+
+    // 20 Hz: nearly linear at a moderate level, while at full level the saturated
+    // core lets the peaks through well below the input's.
+    const auto peakRatio = [&](double inAmplitude) {
+        const std::vector<double> in = test::sine(inAmplitude, 20.0, 44100.0, 44100);
+        const std::vector<double> out = runIntegrator(core, in);
+        double peak = 0.0;
+        for (size_t i = 22050; i < out.size(); ++i)
+            peak = std::max(peak, std::fabs(out[i]));
+        return peak / inAmplitude;
+    };
+    EXPECT_GT(peakRatio(0.03), 0.99);
+    EXPECT_LT(peakRatio(1.0), 0.8);
+}
+
+TEST(BiasShiftClamp, CutsNegativeSamplesAfterResetUntilTheFloorHasGlided)
+{
+    Model model(44100.0);
+    ChannelState& state = model.mState->mChannel[0];
+    const ChannelCoefficients& coefficients = model.mCoefficients->mChannel[0];
+    ASSERT_LT(coefficients.mBiasFloor, 0.0);
+    ASSERT_GT(coefficients.mBiasFeedback, 0.0);
+
+    const std::vector<double> in = test::sine(0.5, 300.0, 44100.0, 8000);
+    std::vector<double> out(in.size());
+    double lowest = 0.0;
+    for (int start = 0; start < 8000; start += 32) {
+        runBiasShiftClamp(in.data() + start, out.data() + start, 32, coefficients, state);
+        if (start == 0) {
+            for (int i = 0; i < 32; ++i)
+                EXPECT_GE(out[i], 0.0) << i;
+        }
+        for (int i = 0; i < 32; ++i)
+            lowest = std::min(lowest, out[start + i]);
+    }
+    // Within some thousand samples floor and feedback are on their targets.
+    EXPECT_NEAR(state.mBiasFloor, coefficients.mBiasFloor, 1e-3 * std::fabs(coefficients.mBiasFloor));
+    EXPECT_NEAR(state.mBiasFeedback, coefficients.mBiasFeedback, 1e-3 * coefficients.mBiasFeedback);
+    // Never below the floor in force; by then the floor lets negative samples through.
+    EXPECT_GE(lowest, coefficients.mBiasFloor);
+    EXPECT_LT(lowest, 0.5 * coefficients.mBiasFloor);
+}
+
+} // namespace
