@@ -183,24 +183,34 @@ void composeBlock(const double* const* inInputs, double* const* outOutputs, int 
 
 TEST(ProcessModel, EqualsTheComposedBlockOperationsBitForBit)
 {
+    constexpr int kLength = 14000;
     for (const int channels : {1, 2}) {
         Model fused(48000.0, 99);
         Model composed(48000.0, 99);
-        // Channel 1 switches its tone off mid-way while channel 2 keeps it: the two differ.
-        std::vector<double> input[2] = {noise(3000, 0.8, 1), noise(3000, 0.3, 2)};
+        std::vector<double> input[2] = {noise(kLength, 0.8, 1), noise(kLength, 0.3, 2)};
+        const auto change = [&](auto inChange) {
+            for (Model* model : {&fused, &composed}) {
+                inChange(model->mParameters);
+                updateAll(model->mParameters, model->mSampleRate, *model->mCoefficients);
+            }
+        };
         int position = 0;
         int block = 1;
-        while (position < 3000) {
-            const int n = std::min(1 + (block * 7) % 32, 3000 - position);
-            if (block == 20 || block == 60) {
-                const float eq = block == 20 ? 0.0f : 1.0f;
-                for (Model* model : {&fused, &composed}) {
-                    model->mParameters[kCh1EnableEq] = eq;
-                    model->mParameters[kCh2InputGain] = 0.9f;
-                    model->mParameters[kCh1HighPassFreq] = 0.9f;
-                    model->mParameters[kStereoMode] = 1.0f;
-                    updateAll(model->mParameters, model->mSampleRate, *model->mCoefficients);
-                }
+        bool toneStoodStill = false;
+        while (position < kLength) {
+            const int n = std::min(1 + (block * 7) % 32, kLength - position);
+            if (block == 20) {
+                // Channel 1's tone fades out and stops while channel 2's keeps running.
+                change([](ParameterValues& p) {
+                    p[kCh1EnableEq] = 0.0f;
+                    p[kCh2InputGain] = 0.9f;
+                    p[kCh1HighPassFreq] = 0.9f;
+                    p[kStereoMode] = 1.0f;
+                });
+            }
+            if (position > 12000 && fused.mParameters[kCh1EnableEq] == 0.0f) {
+                toneStoodStill = fused.mState->mChannel[0].mToneMix == 0.0;
+                change([](ParameterValues& p) { p[kCh1EnableEq] = 1.0f; });
             }
             const double* in[] = {input[0].data() + position, input[1].data() + position};
             double fusedOut[2][32];
@@ -215,6 +225,7 @@ TEST(ProcessModel, EqualsTheComposedBlockOperationsBitForBit)
             position += n;
             ++block;
         }
+        EXPECT_TRUE(toneStoodStill);
         EXPECT_EQ(std::memcmp(fused.mState.get(), composed.mState.get(), sizeof(ModelState)), 0);
     }
 }
