@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <type_traits>
@@ -81,15 +82,16 @@ void HissGenerator(double* outSamples, int inNumSamples, std::uint64_t& ioState)
 {
     constexpr std::uint64_t kMultiplier = 0x5851F42D4C957F2Dull;
     constexpr std::uint64_t kIncrement = 0x14057B7EF767814Full;
-    constexpr double kTwoToThe64 = 18446744073709551616.0;
+    constexpr std::uint64_t kTwoToThe64Bits = std::bit_cast<std::uint64_t>(18446744073709551616.0);
     constexpr double kTwoToTheMinus63 = 1.0842021724855044e-19;
     std::uint64_t x = ioState;
     for (int i = 0; i < inNumSamples; ++i) {
         x = x * kMultiplier + kIncrement;
-        // Through the signed value, lifted by 2^64 when negative (without a
-        // branch: the sign is random, and adding 0.0 leaves a positive value as it is).
+        // Through the signed value, lifted by 2^64 when negative. The sign is
+        // random, so the lift is chosen by a mask rather than a branch; adding
+        // 0.0 leaves a positive value as it is.
         const std::int64_t signedValue = static_cast<std::int64_t>(x);
-        const double lift = kTwoToThe64 * static_cast<double>(signedValue < 0);
+        const double lift = std::bit_cast<double>(static_cast<std::uint64_t>(signedValue >> 63) & kTwoToThe64Bits);
         outSamples[i] = (static_cast<double>(signedValue) + lift) * kTwoToTheMinus63 - 1.0;
     }
     ioState = x;
@@ -379,7 +381,6 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     // Stage buffers: the input ramp's output, and the chain between stages.
     Value ramped[dsp::DataBuffer::MaxNumSamples];
     Value first[dsp::DataBuffer::MaxNumSamples];
-    Value second[dsp::DataBuffer::MaxNumSamples];
 
     for (int i = 0; i < n; ++i) {
         const Value noise = gather<NumLanes>([&](int c) { return hiss[c][i]; }) * kHissLevel;
@@ -392,12 +393,17 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     for (int i = 0; i < n; ++i)
         first[i] = amplifier.coreStage(amplifier.highPassStage(first[i]));
 
-    // second: what the blend mixes in, the tone section's output where it runs.
+    // The blend mixes in the tone section's output where it runs.
     if (anyTone) {
         ToneSectionRunner<NumLanes> tone;
         tone.load(inLanes);
-        for (int i = 0; i < n; ++i)
-            second[i] = toneLanes ? tone.tick(first[i]) : ramped[i];
+        for (int i = 0; i < n; ++i) {
+            const Value toned = toneLanes ? tone.tick(first[i]) : ramped[i];
+            const Value blended = (1.0 - mix) * first[i] + mix * toned;
+            mix += (mixTarget - mix) * kToneMixGlideRate;
+            outGain *= outRatio;
+            scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return ioChannels[c][i]; });
+        }
 
         // A lane whose tone section stood still keeps its memories as they were.
         ToneMemories kept[NumLanes];
@@ -409,15 +415,12 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
             if (!runsTone[c])
                 kept[c].restore(*inLanes.mStates[c]);
     } else {
-        for (int i = 0; i < n; ++i)
-            second[i] = ramped[i];
-    }
-
-    for (int i = 0; i < n; ++i) {
-        const Value blended = (1.0 - mix) * first[i] + mix * second[i];
-        mix += (mixTarget - mix) * kToneMixGlideRate;
-        outGain *= outRatio;
-        scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return ioChannels[c][i]; });
+        for (int i = 0; i < n; ++i) {
+            const Value blended = (1.0 - mix) * first[i] + mix * ramped[i];
+            mix += (mixTarget - mix) * kToneMixGlideRate;
+            outGain *= outRatio;
+            scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return ioChannels[c][i]; });
+        }
     }
 
     amplifier.store(inLanes);
