@@ -389,17 +389,17 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
         ramped[i] = inGain * entrance;
         first[i] = amplifier.clipperStage(ramped[i]);
     }
-    // first: the amplifier's output.
     for (int i = 0; i < n; ++i)
-        first[i] = amplifier.coreStage(amplifier.highPassStage(first[i]));
+        first[i] = amplifier.highPassStage(first[i]);
 
     // The blend mixes in the tone section's output where it runs.
     if (anyTone) {
         ToneSectionRunner<NumLanes> tone;
         tone.load(inLanes);
         for (int i = 0; i < n; ++i) {
-            const Value toned = toneLanes ? tone.tick(first[i]) : ramped[i];
-            const Value blended = (1.0 - mix) * first[i] + mix * toned;
+            const Value amplified = amplifier.coreStage(first[i]);
+            const Value toned = toneLanes ? tone.tick(amplified) : ramped[i];
+            const Value blended = (1.0 - mix) * amplified + mix * toned;
             mix += (mixTarget - mix) * kToneMixGlideRate;
             outGain *= outRatio;
             scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return ioChannels[c][i]; });
@@ -416,7 +416,7 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
                 kept[c].restore(*inLanes.mStates[c]);
     } else {
         for (int i = 0; i < n; ++i) {
-            const Value blended = (1.0 - mix) * first[i] + mix * ramped[i];
+            const Value blended = (1.0 - mix) * amplifier.coreStage(first[i]) + mix * ramped[i];
             mix += (mixTarget - mix) * kToneMixGlideRate;
             outGain *= outRatio;
             scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return ioChannels[c][i]; });
