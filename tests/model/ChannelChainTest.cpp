@@ -89,6 +89,15 @@ TEST(MatrixGlide, MonoUsesTheFirstGainOnlyAndStereoMixes)
 
 TEST(HissGenerator, UniformFromItsSeedAndContinuousAcrossBlocks)
 {
+    // From seed 0; the third value comes from a negative signed state.
+    std::uint64_t seed = 0;
+    double first[3];
+    HissGenerator(first, 3, seed);
+    EXPECT_EQ(first[0], -0.8435826902434123);
+    EXPECT_EQ(first[1], -0.7966024794064138);
+    EXPECT_EQ(first[2], 0.21064664525046695);
+    EXPECT_EQ(seed, 0x9AF678222E728119ull);
+
     std::uint64_t whole = 77;
     std::uint64_t split = 77;
     std::vector<double> a(4096);

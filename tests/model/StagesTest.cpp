@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 namespace {
 
 using namespace q38;
@@ -83,6 +85,86 @@ TEST(Sections, GlidingSectionTakesTargetsAtOnceThenGlidesAtItsRate)
     processGlidingFirstOrder(one, out, 1, first, firstTargets, 0.0005);
     EXPECT_EQ(out[0], 2.0);
     EXPECT_EQ(first.mMemory, -1.0 - 2.0 * 0.5);
+}
+
+TEST(Sections, SettledGlidesGiveTheSameBitsAsGlidingOnForever)
+{
+    // Plain per-sample glides next to the section, until long after it has settled.
+    GlidingBiquad section{};
+    resetSection(section);
+    const double start[] = {0.9, -1.7, 0.8, 1.0, -1.8, 0.81};
+    const double targets[] = {0.95, -1.85, 0.9, 1.0, -1.9, 0.905};
+    std::copy(start, start + 6, section.mCoefficients);
+    section.mPending = 0;
+    double reference[6];
+    std::copy(start, start + 6, reference);
+    double s1 = 0.0;
+    double s2 = 0.0;
+    double in[32];
+    double out[32];
+    for (int block = 0; block < 3000; ++block) {
+        for (int i = 0; i < 32; ++i)
+            in[i] = std::sin(0.01 * (block * 32 + i));
+        processGlidingBiquad(in, out, 32, section, targets, 0.001);
+        for (int i = 0; i < 32; ++i) {
+            for (const int k : {0, 1, 2, 4, 5})
+                reference[k] = (targets[k] - reference[k]) * 0.001 + reference[k];
+            const double y = in[i] * reference[0] + s1;
+            s1 = (in[i] * reference[1] + s2) - y * reference[4];
+            s2 = in[i] * reference[2] - y * reference[5];
+            ASSERT_EQ(out[i], y) << block << " " << i;
+        }
+    }
+    EXPECT_EQ(std::memcmp(reference, section.mCoefficients, sizeof(reference)), 0);
+}
+
+// Both channels at once evaluate the curves of the cell library bit for bit.
+TEST(Lanes, PairedCurvesEqualTheSingleChannelOnes)
+{
+    SaturatingIntegrator integrator{};
+    dsp::designSoftKneeShaper(integrator.mShaper, -55.428799, 0.035712, 0.136578, 0.0, 0.0);
+    SaturatingIntegrator withGains = integrator;
+    dsp::designSoftKneeShaper(withGains.mShaper, -50.0, 0.2, 0.5, 3.0, -2.0);
+    SaturatingIntegratorRunner<2, false> full;
+    full.load({&withGains, &integrator});
+    SaturatingIntegratorRunner<2, true> unity;
+    unity.load({&integrator, &integrator});
+
+    dsp::RationalTanhShaper tanh{};
+    dsp::designRationalTanhShaper(tanh, 1.535714, 0.0, 0.0);
+    ChannelState states[2] = {};
+    states[0].mOutputTanh = tanh;
+    states[1].mOutputTanh = tanh;
+    ChannelCoefficients coefficients[2] = {};
+    ToneSectionRunner<2> tone;
+    tone.load({{&states[0], &states[1]}, {&coefficients[0], &coefficients[1]}});
+
+    const dsp::ClipLimits limits{0.3, -0.6};
+    ClipRunner<2> clipper;
+    clipper.load({&limits, &limits});
+
+    const auto same = [](double inA, double inB) { return std::memcmp(&inA, &inB, sizeof(double)) == 0; };
+    const dsp::SoftKneeShaper& shaper = integrator.mShaper;
+    std::vector<double> values = {0.0, -0.0, 1e-300, shaper.mKneeLow, shaper.mKneeHigh, 0.3, -0.6, 1.9534887, 2.0};
+    for (double v = 1e-6; v < 10.0; v *= 1.01)
+        values.push_back(v);
+    for (const double magnitude : std::vector<double>(values)) {
+        for (const double v : {magnitude, -magnitude, std::nextafter(magnitude, 1.0), std::nextafter(magnitude, 0.0)}) {
+            const DoublePair pair = {v, -v};
+            const DoublePair shaped = full.shape(pair);
+            ASSERT_TRUE(same(shaped[0], dsp::evaluateSoftKneeShaper(withGains.mShaper, v))) << v;
+            ASSERT_TRUE(same(shaped[1], dsp::evaluateSoftKneeShaper(shaper, -v))) << v;
+            const DoublePair shapedUnity = unity.shape(pair);
+            ASSERT_TRUE(same(shapedUnity[0], dsp::evaluateSoftKneeShaperUnity(shaper, v))) << v;
+            ASSERT_TRUE(same(shapedUnity[1], dsp::evaluateSoftKneeShaperUnity(shaper, -v))) << v;
+            const DoublePair limited = tone.shape(pair);
+            ASSERT_TRUE(same(limited[0], dsp::evaluateRationalTanhShaper(tanh, v))) << v;
+            ASSERT_TRUE(same(limited[1], dsp::evaluateRationalTanhShaper(tanh, -v))) << v;
+            const DoublePair clipped = clipper.tick(pair);
+            ASSERT_TRUE(same(clipped[0], dsp::clipSample(v, limits))) << v;
+            ASSERT_TRUE(same(clipped[1], dsp::clipSample(-v, limits))) << v;
+        }
+    }
 }
 
 std::vector<double> runIntegrator(SaturatingIntegrator inIntegrator, const std::vector<double>& inSignal)
