@@ -437,11 +437,7 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
 void AmplifierSection(const double* inSamples, double* outSamples, int inNumSamples,
                       const ChannelCoefficients& inCoefficients, ChannelState& ioState)
 {
-    const LaneSet<1> lanes{{&ioState}, {&inCoefficients}};
-    AmplifierRunner<1> runner;
-    runner.load(lanes);
-    runBlock(inSamples, outSamples, inNumSamples, runner);
-    runner.store(lanes);
+    runBlock<AmplifierRunner<1>>(inSamples, outSamples, inNumSamples, LaneSet<1>{{&ioState}, {&inCoefficients}});
 }
 
 void ToneSectionBlend(const double* inSamples, double* outSamples, int inNumSamples,

@@ -109,25 +109,27 @@ struct LaneSet
     std::array<ChannelState*, NumLanes> mStates;
     std::array<const ChannelCoefficients*, NumLanes> mCoefficients;
 
-    // Pointers to the same member of every lane's state or coefficients.
+    // The same member of every lane's state or coefficients, as inMember(record) gives it.
     template <typename Member>
     auto states(Member inMember) const
     {
-        using Pointer = decltype(inMember(*mStates[0]));
-        std::array<Pointer, NumLanes> pointers{};
-        for (int c = 0; c < NumLanes; ++c)
-            pointers[c] = inMember(*mStates[c]);
-        return pointers;
+        return each(mStates, inMember);
     }
 
     template <typename Member>
     auto coefficients(Member inMember) const
     {
-        using Pointer = decltype(inMember(*mCoefficients[0]));
-        std::array<Pointer, NumLanes> pointers{};
+        return each(mCoefficients, inMember);
+    }
+
+private:
+    template <typename Record, typename Member>
+    static auto each(const std::array<Record*, NumLanes>& inRecords, Member inMember)
+    {
+        std::array<decltype(inMember(*inRecords[0])), NumLanes> results{};
         for (int c = 0; c < NumLanes; ++c)
-            pointers[c] = inMember(*mCoefficients[c]);
-        return pointers;
+            results[c] = inMember(*inRecords[c]);
+        return results;
     }
 };
 

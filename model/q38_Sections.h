@@ -14,7 +14,9 @@
 #include "q38_ModelTypes.h"
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 namespace q38 {
 
@@ -44,10 +46,10 @@ Q38_SAMPLE_INLINE Value glide(Value inCurrent, Value inTarget, double inRate)
 // Whether a glide step would move any of the coefficients. Once a step leaves
 // a coefficient's bits as they are, every later step does too: a section that
 // has settled on its targets can skip its glides, with the same result.
-inline bool glideMoves(const double* inCurrent, const double* inTargets, const int* inIndices, int inCount,
+inline bool glideMoves(const double* inCurrent, const double* inTargets, const int* inIndices, std::size_t inCount,
                        double inRate)
 {
-    for (int k = 0; k < inCount; ++k) {
+    for (std::size_t k = 0; k < inCount; ++k) {
         const double current = inCurrent[inIndices[k]];
         const double next = glide(current, inTargets[inIndices[k]], inRate);
         if (std::bit_cast<std::uint64_t>(next) != std::bit_cast<std::uint64_t>(current))
@@ -57,101 +59,67 @@ inline bool glideMoves(const double* inCurrent, const double* inTargets, const i
 }
 
 // The coefficients that move: a0 never does.
-constexpr int kFirstOrderGlided[] = {0, 1, 3};
-constexpr int kSecondOrderGlided[] = {0, 1, 2, 4, 5};
+inline constexpr int kFirstOrderGlided[] = {0, 1, 3};
+inline constexpr int kSecondOrderGlided[] = {0, 1, 2, 4, 5};
 
+// The coefficient inIndex of every lane's section.
+template <int NumLanes, typename Section>
+inline Lanes<NumLanes> gatherCoefficient(const std::array<Section*, NumLanes>& inSections, int inIndex)
+{
+    return gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[inIndex]; });
+}
+
+// Fixed or gliding: any section with mMemory and a first-order mCoefficients.
 template <int NumLanes>
 struct FirstOrderRunner
 {
     using Value = Lanes<NumLanes>;
-    Value mB0, mB1, mA1, mMemory;
+    static constexpr int kSize = kFirstOrderSize;
+    Value mCoefficients[kSize];
+    Value mMemory;
 
-    void load(const std::array<FirstOrderSection*, NumLanes>& inSections)
+    template <typename Section>
+    void load(const std::array<Section*, NumLanes>& inSections)
     {
-        mB0 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[0]; });
-        mB1 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[1]; });
-        mA1 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[3]; });
+        for (int k = 0; k < kSize; ++k)
+            mCoefficients[k] = gatherCoefficient<NumLanes>(inSections, k);
         mMemory = gather<NumLanes>([&](int c) { return inSections[c]->mMemory; });
     }
 
-    void store(const std::array<FirstOrderSection*, NumLanes>& inSections) const
+    template <typename Section>
+    void store(const std::array<Section*, NumLanes>& inSections) const
     {
         scatter<NumLanes>(mMemory, [&](int c) -> double& { return inSections[c]->mMemory; });
     }
 
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
-        const Value y = inX * mB0 + mMemory;
-        mMemory = inX * mB1 - y * mA1;
+        const Value y = inX * mCoefficients[0] + mMemory;
+        mMemory = inX * mCoefficients[1] - y * mCoefficients[3];
         return y;
     }
 };
 
-// Every coefficient in use moves towards its target before the sample that uses it.
-template <int NumLanes>
-struct GlidingFirstOrderRunner
-{
-    using Value = Lanes<NumLanes>;
-    Value mB0, mB1, mA1, mMemory;
-    Value mTargetB0, mTargetB1, mTargetA1;
-    double mRate;
-    bool mGliding;
-
-    void load(const std::array<GlidingFirstOrderSection*, NumLanes>& inSections,
-              const std::array<const double*, NumLanes>& inTargets, double inRate)
-    {
-        mGliding = false;
-        for (int c = 0; c < NumLanes; ++c)
-            mGliding = mGliding || glideMoves(inSections[c]->mCoefficients, inTargets[c], kFirstOrderGlided, 3, inRate);
-        mB0 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[0]; });
-        mB1 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[1]; });
-        mA1 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[3]; });
-        mMemory = gather<NumLanes>([&](int c) { return inSections[c]->mMemory; });
-        mTargetB0 = gather<NumLanes>([&](int c) { return inTargets[c][0]; });
-        mTargetB1 = gather<NumLanes>([&](int c) { return inTargets[c][1]; });
-        mTargetA1 = gather<NumLanes>([&](int c) { return inTargets[c][3]; });
-        mRate = inRate;
-    }
-
-    void store(const std::array<GlidingFirstOrderSection*, NumLanes>& inSections) const
-    {
-        scatter<NumLanes>(mB0, [&](int c) -> double& { return inSections[c]->mCoefficients[0]; });
-        scatter<NumLanes>(mB1, [&](int c) -> double& { return inSections[c]->mCoefficients[1]; });
-        scatter<NumLanes>(mA1, [&](int c) -> double& { return inSections[c]->mCoefficients[3]; });
-        scatter<NumLanes>(mMemory, [&](int c) -> double& { return inSections[c]->mMemory; });
-    }
-
-    Q38_SAMPLE_INLINE Value tick(Value inX)
-    {
-        if (mGliding) {
-            mB0 = glide(mB0, mTargetB0, mRate);
-            mB1 = glide(mB1, mTargetB1, mRate);
-            mA1 = glide(mA1, mTargetA1, mRate);
-        }
-        const Value y = inX * mB0 + mMemory;
-        mMemory = inX * mB1 - y * mA1;
-        return y;
-    }
-};
-
+// Fixed or gliding: any section with two memories and a second-order mCoefficients.
 template <int NumLanes>
 struct BiquadRunner
 {
     using Value = Lanes<NumLanes>;
-    Value mB0, mB1, mB2, mA1, mA2, mMemory1, mMemory2;
+    static constexpr int kSize = kSecondOrderSize;
+    Value mCoefficients[kSize];
+    Value mMemory1, mMemory2;
 
-    void load(const std::array<Biquad*, NumLanes>& inSections)
+    template <typename Section>
+    void load(const std::array<Section*, NumLanes>& inSections)
     {
-        mB0 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[0]; });
-        mB1 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[1]; });
-        mB2 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[2]; });
-        mA1 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[4]; });
-        mA2 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[5]; });
+        for (int k = 0; k < kSize; ++k)
+            mCoefficients[k] = gatherCoefficient<NumLanes>(inSections, k);
         mMemory1 = gather<NumLanes>([&](int c) { return inSections[c]->mMemory1; });
         mMemory2 = gather<NumLanes>([&](int c) { return inSections[c]->mMemory2; });
     }
 
-    void store(const std::array<Biquad*, NumLanes>& inSections) const
+    template <typename Section>
+    void store(const std::array<Section*, NumLanes>& inSections) const
     {
         scatter<NumLanes>(mMemory1, [&](int c) -> double& { return inSections[c]->mMemory1; });
         scatter<NumLanes>(mMemory2, [&](int c) -> double& { return inSections[c]->mMemory2; });
@@ -159,111 +127,96 @@ struct BiquadRunner
 
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
-        const Value y = inX * mB0 + mMemory1;
-        mMemory1 = (inX * mB1 + mMemory2) - y * mA1;
-        mMemory2 = inX * mB2 - y * mA2;
+        const Value y = inX * mCoefficients[0] + mMemory1;
+        mMemory1 = (inX * mCoefficients[1] + mMemory2) - y * mCoefficients[4];
+        mMemory2 = inX * mCoefficients[2] - y * mCoefficients[5];
         return y;
     }
 };
 
-template <int NumLanes>
-struct GlidingBiquadRunner
+// A section whose coefficients glide: every coefficient in use (inGlided, all
+// but a0) moves towards its target before the sample that uses it.
+template <typename FixedRunner, int NumLanes, const auto& Glided>
+struct GlidingRunner
 {
     using Value = Lanes<NumLanes>;
-    Value mB0, mB1, mB2, mA1, mA2, mMemory1, mMemory2;
-    Value mTargetB0, mTargetB1, mTargetB2, mTargetA1, mTargetA2;
+    FixedRunner mSection;
+    Value mTargets[FixedRunner::kSize];
     double mRate;
     bool mGliding;
 
-    void load(const std::array<GlidingBiquad*, NumLanes>& inSections,
-              const std::array<const double*, NumLanes>& inTargets, double inRate)
+    template <typename Section>
+    void load(const std::array<Section*, NumLanes>& inSections, const std::array<const double*, NumLanes>& inTargets,
+              double inRate)
     {
+        mSection.load(inSections);
+        for (const int k : Glided)
+            mTargets[k] = gather<NumLanes>([&](int c) { return inTargets[c][k]; });
+        mRate = inRate;
         mGliding = false;
         for (int c = 0; c < NumLanes; ++c)
-            mGliding = mGliding || glideMoves(inSections[c]->mCoefficients, inTargets[c], kSecondOrderGlided, 5, inRate);
-        mB0 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[0]; });
-        mB1 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[1]; });
-        mB2 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[2]; });
-        mA1 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[4]; });
-        mA2 = gather<NumLanes>([&](int c) { return inSections[c]->mCoefficients[5]; });
-        mMemory1 = gather<NumLanes>([&](int c) { return inSections[c]->mMemory1; });
-        mMemory2 = gather<NumLanes>([&](int c) { return inSections[c]->mMemory2; });
-        mTargetB0 = gather<NumLanes>([&](int c) { return inTargets[c][0]; });
-        mTargetB1 = gather<NumLanes>([&](int c) { return inTargets[c][1]; });
-        mTargetB2 = gather<NumLanes>([&](int c) { return inTargets[c][2]; });
-        mTargetA1 = gather<NumLanes>([&](int c) { return inTargets[c][4]; });
-        mTargetA2 = gather<NumLanes>([&](int c) { return inTargets[c][5]; });
-        mRate = inRate;
+            mGliding = mGliding || glideMoves(inSections[c]->mCoefficients, inTargets[c], Glided, std::size(Glided), inRate);
     }
 
-    void store(const std::array<GlidingBiquad*, NumLanes>& inSections) const
+    template <typename Section>
+    void store(const std::array<Section*, NumLanes>& inSections) const
     {
-        scatter<NumLanes>(mB0, [&](int c) -> double& { return inSections[c]->mCoefficients[0]; });
-        scatter<NumLanes>(mB1, [&](int c) -> double& { return inSections[c]->mCoefficients[1]; });
-        scatter<NumLanes>(mB2, [&](int c) -> double& { return inSections[c]->mCoefficients[2]; });
-        scatter<NumLanes>(mA1, [&](int c) -> double& { return inSections[c]->mCoefficients[4]; });
-        scatter<NumLanes>(mA2, [&](int c) -> double& { return inSections[c]->mCoefficients[5]; });
-        scatter<NumLanes>(mMemory1, [&](int c) -> double& { return inSections[c]->mMemory1; });
-        scatter<NumLanes>(mMemory2, [&](int c) -> double& { return inSections[c]->mMemory2; });
+        mSection.store(inSections);
+        for (const int k : Glided)
+            scatter<NumLanes>(mSection.mCoefficients[k], [&](int c) -> double& { return inSections[c]->mCoefficients[k]; });
     }
 
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
         if (mGliding) {
-            mB0 = glide(mB0, mTargetB0, mRate);
-            mB1 = glide(mB1, mTargetB1, mRate);
-            mB2 = glide(mB2, mTargetB2, mRate);
-            mA1 = glide(mA1, mTargetA1, mRate);
-            mA2 = glide(mA2, mTargetA2, mRate);
+            for (const int k : Glided)
+                mSection.mCoefficients[k] = glide(mSection.mCoefficients[k], mTargets[k], mRate);
         }
-        const Value y = inX * mB0 + mMemory1;
-        mMemory1 = (inX * mB1 + mMemory2) - y * mA1;
-        mMemory2 = inX * mB2 - y * mA2;
-        return y;
+        return mSection.tick(inX);
     }
 };
 
-// Runs a single-channel runner over a block.
-template <typename Runner>
-inline void runBlock(const double* inSamples, double* outSamples, int inNumSamples, Runner& ioRunner)
+template <int NumLanes>
+using GlidingFirstOrderRunner = GlidingRunner<FirstOrderRunner<NumLanes>, NumLanes, kFirstOrderGlided>;
+template <int NumLanes>
+using GlidingBiquadRunner = GlidingRunner<BiquadRunner<NumLanes>, NumLanes, kSecondOrderGlided>;
+
+// Runs a runner over a block of one channel: load from inSource, one tick a
+// sample, store back into inSource.
+template <typename Runner, typename Source, typename... LoadArguments>
+inline void runBlock(const double* inSamples, double* outSamples, int inNumSamples, const Source& inSource,
+                     const LoadArguments&... inLoadArguments)
 {
+    Runner runner;
+    runner.load(inSource, inLoadArguments...);
     for (int i = 0; i < inNumSamples; ++i)
-        outSamples[i] = ioRunner.tick(inSamples[i]);
+        outSamples[i] = runner.tick(inSamples[i]);
+    runner.store(inSource);
 }
 
 inline void processFirstOrder(const double* inSamples, double* outSamples, int inNumSamples,
                               FirstOrderSection& ioSection)
 {
-    FirstOrderRunner<1> runner;
-    runner.load({&ioSection});
-    runBlock(inSamples, outSamples, inNumSamples, runner);
-    runner.store({&ioSection});
+    runBlock<FirstOrderRunner<1>>(inSamples, outSamples, inNumSamples, std::array{&ioSection});
 }
 
 inline void processGlidingFirstOrder(const double* inSamples, double* outSamples, int inNumSamples,
                                      GlidingFirstOrderSection& ioSection, const double* inTargets, double inRate)
 {
-    GlidingFirstOrderRunner<1> runner;
-    runner.load({&ioSection}, {inTargets}, inRate);
-    runBlock(inSamples, outSamples, inNumSamples, runner);
-    runner.store({&ioSection});
+    runBlock<GlidingFirstOrderRunner<1>>(inSamples, outSamples, inNumSamples, std::array{&ioSection},
+                                         std::array{inTargets}, inRate);
 }
 
 inline void processBiquad(const double* inSamples, double* outSamples, int inNumSamples, Biquad& ioSection)
 {
-    BiquadRunner<1> runner;
-    runner.load({&ioSection});
-    runBlock(inSamples, outSamples, inNumSamples, runner);
-    runner.store({&ioSection});
+    runBlock<BiquadRunner<1>>(inSamples, outSamples, inNumSamples, std::array{&ioSection});
 }
 
 inline void processGlidingBiquad(const double* inSamples, double* outSamples, int inNumSamples,
                                  GlidingBiquad& ioSection, const double* inTargets, double inRate)
 {
-    GlidingBiquadRunner<1> runner;
-    runner.load({&ioSection}, {inTargets}, inRate);
-    runBlock(inSamples, outSamples, inNumSamples, runner);
-    runner.store({&ioSection});
+    runBlock<GlidingBiquadRunner<1>>(inSamples, outSamples, inNumSamples, std::array{&ioSection},
+                                     std::array{inTargets}, inRate);
 }
 
 } // namespace q38

@@ -5,41 +5,27 @@ namespace q38 {
 void runSaturatingIntegrator(const double* inSamples, double* outSamples, int inNumSamples,
                              SaturatingIntegrator& ioIntegrator)
 {
-    SaturatingIntegratorRunner<1, false> runner;
-    runner.load({&ioIntegrator});
-    runBlock(inSamples, outSamples, inNumSamples, runner);
-    runner.store({&ioIntegrator});
+    runBlock<SaturatingIntegratorRunner<1, false>>(inSamples, outSamples, inNumSamples, std::array{&ioIntegrator});
 }
 
 void runSaturatingIntegratorUnity(const double* inSamples, double* outSamples, int inNumSamples,
                                   SaturatingIntegrator& ioIntegrator)
 {
-    SaturatingIntegratorRunner<1, true> runner;
-    runner.load({&ioIntegrator});
-    runBlock(inSamples, outSamples, inNumSamples, runner);
-    runner.store({&ioIntegrator});
+    runBlock<SaturatingIntegratorRunner<1, true>>(inSamples, outSamples, inNumSamples, std::array{&ioIntegrator});
 }
 
 void runBiasShiftClamp(const double* inSamples, double* outSamples, int inNumSamples,
                        const ChannelCoefficients& inCoefficients, ChannelState& ioState)
 {
-    const LaneSet<1> lanes{{&ioState}, {&inCoefficients}};
-    BiasShiftClampRunner<1> runner;
-    runner.load(lanes);
-    runBlock(inSamples, outSamples, inNumSamples, runner);
-    runner.store(lanes);
+    runBlock<BiasShiftClampRunner<1>>(inSamples, outSamples, inNumSamples, LaneSet<1>{{&ioState}, {&inCoefficients}});
 }
 
 void ToneSection(const double* inSamples, double* outSamples, int inNumSamples,
                  const ChannelCoefficients& inCoefficients, ChannelState& ioState)
 {
-    const LaneSet<1> lanes{{&ioState}, {&inCoefficients}};
     takeTargetsIfPending(ioState.mLowShelf, inCoefficients.mLowShelf);
     takeTargetsIfPending(ioState.mHighShelf, inCoefficients.mHighShelf);
-    ToneSectionRunner<1> runner;
-    runner.load(lanes);
-    runBlock(inSamples, outSamples, inNumSamples, runner);
-    runner.store(lanes);
+    runBlock<ToneSectionRunner<1>>(inSamples, outSamples, inNumSamples, LaneSet<1>{{&ioState}, {&inCoefficients}});
 }
 
 } // namespace q38

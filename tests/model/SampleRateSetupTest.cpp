@@ -29,9 +29,9 @@ TEST_F(SetupFixture, TimeConstantsAt44100And88200)
     const ChannelState& channel = mState->mChannel[0];
     EXPECT_EQ(channel.mAmplifierCore.mLossScale, 1.0);
     EXPECT_EQ(channel.mOutputCore.mLossScale, 2.0);
-    EXPECT_DOUBLE_EQ(channel.mEnvelopeCoefficient, 0.000501303469433223);
-    EXPECT_DOUBLE_EQ(channel.mAmplifierCore.mLeak, 0.9997150888802726);
-    EXPECT_DOUBLE_EQ(channel.mOutputCore.mLeak, 0.9992878743953528);
+    EXPECT_EQ(channel.mEnvelopeCoefficient, 0.000501303469433223);
+    EXPECT_EQ(channel.mAmplifierCore.mLeak, 0.9997150888802726);
+    EXPECT_EQ(channel.mOutputCore.mLeak, 0.9992878743953528);
     EXPECT_EQ(channel.mAmplifierCore.mOutputScale, 44100.0);
     EXPECT_DOUBLE_EQ(channel.mAmplifierCore.mInputScale * channel.mAmplifierCore.mOutputScale, 1.0);
     EXPECT_DOUBLE_EQ(channel.mOutputCore.mInputScale * channel.mOutputCore.mOutputScale, 1.0);
@@ -42,8 +42,8 @@ TEST_F(SetupFixture, TimeConstantsAt44100And88200)
     EXPECT_NEAR(channel.mOutputCore.mShaper.mKneeLow, 0.00011, 1e-15);
     EXPECT_NEAR(channel.mOutputCore.mShaper.mKneeHigh, 0.00189, 1e-15);
     EXPECT_NEAR(channel.mOutputTanh.mLimit, 0.6511629, 5e-8);
-    EXPECT_DOUBLE_EQ(channel.mEnvelopeClip.mUpper, 0.22387211385683395);
-    EXPECT_DOUBLE_EQ(channel.mEnvelopeClip.mLower, -0.22387211385683395);
+    EXPECT_EQ(channel.mEnvelopeClip.mUpper, 0.22387211385683395);
+    EXPECT_EQ(channel.mEnvelopeClip.mLower, -0.22387211385683395);
 
     setUp(88200.0);
     EXPECT_EQ(mState->mChannel[1].mAmplifierCore.mLossScale, 0.5);
@@ -80,7 +80,7 @@ TEST_F(SetupFixture, ResetLeavesEveryGlidePendingAndEveryMemoryCleared)
         for (const GainRamp* ramp : {&channel.mInputRamp, &channel.mOutputRamp}) {
             EXPECT_EQ(ramp->mPending, 1);
             EXPECT_EQ(ramp->mCurrent, 1.0);
-            EXPECT_DOUBLE_EQ(ramp->mUpRatio, 1.0014450997779993);
+            EXPECT_EQ(ramp->mUpRatio, 1.0014450997779993);
             EXPECT_DOUBLE_EQ(ramp->mUpRatio * ramp->mDownRatio, 1.0);
             EXPECT_NEAR(std::exp(480.0 * ramp->mLogSpan / 2.0), 2.0, 1e-12);
         }
