@@ -97,24 +97,36 @@ void HissGenerator(double* outSamples, int inNumSamples, std::uint64_t& ioState)
     ioState = x;
 }
 
-void runGainRamp(const double* inSamples, double* outSamples, int inNumSamples, GainRamp& ioRamp, double inTarget)
+namespace {
+
+// The geometric ramp of one lane over a block: a jump is a ramp at ratio 1
+// that starts on the target, which multiplies out to exactly the target.
+void startGainRamp(GainRamp& ioRamp, double inTarget, int inNumSamples, double& outGain, double& outRatio)
 {
     const double difference = inTarget - ioRamp.mCurrent;
     const double reach = std::exp(inNumSamples * ioRamp.mLogSpan);
     if (std::fabs(difference) < (reach - 1.0) * inTarget || ioRamp.mPending) {
-        ioRamp.mCurrent = inTarget;
         ioRamp.mPending = 0;
-        for (int i = 0; i < inNumSamples; ++i)
-            outSamples[i] = inTarget * inSamples[i];
-        return;
+        outGain = inTarget;
+        outRatio = 1.0;
+    } else {
+        outGain = ioRamp.mCurrent;
+        outRatio = difference > 0.0 ? ioRamp.mUpRatio : ioRamp.mDownRatio;
     }
-    const double ratio = difference > 0.0 ? ioRamp.mUpRatio : ioRamp.mDownRatio;
-    double current = ioRamp.mCurrent;
+}
+
+} // namespace
+
+void runGainRamp(const double* inSamples, double* outSamples, int inNumSamples, GainRamp& ioRamp, double inTarget)
+{
+    double gain = 0.0;
+    double ratio = 0.0;
+    startGainRamp(ioRamp, inTarget, inNumSamples, gain, ratio);
     for (int i = 0; i < inNumSamples; ++i) {
-        current *= ratio;
-        outSamples[i] = current * inSamples[i];
+        gain *= ratio;
+        outSamples[i] = gain * inSamples[i];
     }
-    ioRamp.mCurrent = current;
+    ioRamp.mCurrent = gain;
 }
 
 namespace {
@@ -230,11 +242,11 @@ struct AmplifierRunner
         std::atomic_ref<double>(outActivity).store(activity, std::memory_order_relaxed);
     }
 
-    // The chain runs in three stages, each a loop over the block of its own: a
-    // loop of a few sections lets consecutive samples overlap in the processor,
-    // where one loop of all of them would wait on each sample's long chain.
+    // The amplifier runs in three stages, each in a loop over the block with
+    // few other sections: consecutive samples then overlap in the processor,
+    // where one loop of the whole chain would wait on each sample's long chain.
 
-    // Steps 1 to 11: the entrance, the bias offset and the first clipper.
+    // The entrance, the bias offset and the first clipper between its shelves.
     Q38_SAMPLE_INLINE Value clipperStage(Value inX)
     {
         const Value entrance = mDcBlock.tick(inX);
@@ -251,7 +263,7 @@ struct AmplifierRunner
         return mDeEmphasis.tick(x);
     }
 
-    // Steps 12 to 16: the high-pass switch, the second clipper and the bias shift.
+    // The high-pass switch, the second clipper and the bias shift.
     Q38_SAMPLE_INLINE Value highPassStage(Value inX)
     {
         Value x = mHighPassFirstOrder.tick(inX);
@@ -261,7 +273,7 @@ struct AmplifierRunner
         return mBiasShiftClamp.tick(x);
     }
 
-    // Steps 17 to 20, and the extremes for the meter.
+    // The fixed filters and the core, and the extremes for the meter.
     Q38_SAMPLE_INLINE Value coreStage(Value inX)
     {
         Value x = mInfrasonicHighPass.tick(inX);
@@ -278,22 +290,6 @@ struct AmplifierRunner
         return coreStage(highPassStage(clipperStage(inX)));
     }
 };
-
-// The geometric ramp of one lane over a block: a jump is a ramp at ratio 1
-// that starts on the target, which multiplies out to exactly the target.
-void startGainRamp(GainRamp& ioRamp, double inTarget, int inNumSamples, double& outGain, double& outRatio)
-{
-    const double difference = inTarget - ioRamp.mCurrent;
-    const double reach = std::exp(inNumSamples * ioRamp.mLogSpan);
-    if (std::fabs(difference) < (reach - 1.0) * inTarget || ioRamp.mPending) {
-        ioRamp.mPending = 0;
-        outGain = inTarget;
-        outRatio = 1.0;
-    } else {
-        outGain = ioRamp.mCurrent;
-        outRatio = difference > 0.0 ? ioRamp.mUpRatio : ioRamp.mDownRatio;
-    }
-}
 
 // Takes a pending tone blend and tells whether the tone section has to run.
 bool startToneBlend(ChannelState& ioState, const ChannelCoefficients& inCoefficients)
@@ -392,7 +388,9 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     for (int i = 0; i < n; ++i)
         first[i] = amplifier.highPassStage(first[i]);
 
-    // The blend mixes in the tone section's output where it runs.
+    // The core shares its loop with the tone section, whose own core's
+    // recurrence then overlaps with it. The blend mixes in the tone section's
+    // output where it runs.
     if (anyTone) {
         ToneSectionRunner<NumLanes> tone;
         tone.load(inLanes);
