@@ -82,6 +82,16 @@ inline double lane(Lanes<NumLanes> inValue, int inLane)
         return inValue[inLane];
 }
 
+inline bool allLanes(bool inMask)
+{
+    return inMask;
+}
+
+inline bool allLanes(MaskPair inMask)
+{
+    return (inMask[0] & inMask[1]) != 0;
+}
+
 inline double absolute(double inValue)
 {
     return std::fabs(inValue);

@@ -11,6 +11,10 @@
 
 #include "dsp/cells/shapers/dsp_Shapers.h"
 
+#include <bit>
+#include <cmath>
+#include <cstdint>
+
 namespace q38 {
 
 // Glide rate of the clamp's floor and feedback, per sample.
@@ -138,11 +142,35 @@ struct SaturatingIntegratorRunner
     }
 };
 
+// Where the clamp does not act for a long time, its feedback decays into the
+// subnormal range and can come to rest on a subnormal value, which the
+// processor computes slowly. Resting there, it changes no bits: a sample well
+// above the floor and far from zero leaves the clamp's output equal to its
+// input and the memories as they are. Such samples skip the arithmetic, with
+// the same result; the glides go on as ever.
 template <int NumLanes>
 struct BiasShiftClampRunner
 {
     using Value = Lanes<NumLanes>;
     Value mB0, mB1, mA1, mMemory, mShift, mFloor, mFeedback, mFloorTarget, mFeedbackTarget;
+    bool mResting;
+
+    // Below this, a subtraction of a subnormal could change the sample.
+    static constexpr double kSmallestPassed = 0x1p-900;
+
+    // The feedback's memories give themselves back for a sample with no cut, and
+    // its product with the feedback gain is far below a passed sample's last bit.
+    static bool isResting(const ChannelState& inState, const ChannelCoefficients& inCoefficients)
+    {
+        const double shift = inState.mBiasShift;
+        const double memory = inState.mBiasLowPassMemory;
+        const double nextShift = 0.0 * inState.mBiasLowPass[0] + memory;
+        const double nextMemory = 0.0 * inState.mBiasLowPass[1] - inState.mBiasLowPass[3] * nextShift;
+        return std::fabs(shift) < 0x1p-1022 && std::fabs(inState.mBiasFeedback) <= 2.0
+               && std::fabs(inCoefficients.mBiasFeedback) <= 2.0
+               && std::bit_cast<std::uint64_t>(nextShift) == std::bit_cast<std::uint64_t>(shift)
+               && std::bit_cast<std::uint64_t>(nextMemory) == std::bit_cast<std::uint64_t>(memory);
+    }
 
     void load(const LaneSet<NumLanes>& inLanes)
     {
@@ -156,6 +184,9 @@ struct BiasShiftClampRunner
         mFeedback = state([](const ChannelState& s) { return s.mBiasFeedback; });
         mFloorTarget = gather<NumLanes>([&](int c) { return inLanes.mCoefficients[c]->mBiasFloor; });
         mFeedbackTarget = gather<NumLanes>([&](int c) { return inLanes.mCoefficients[c]->mBiasFeedback; });
+        mResting = true;
+        for (int c = 0; c < NumLanes; ++c)
+            mResting = mResting && isResting(*inLanes.mStates[c], *inLanes.mCoefficients[c]);
     }
 
     void store(const LaneSet<NumLanes>& inLanes) const
@@ -168,11 +199,15 @@ struct BiasShiftClampRunner
 
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
-        Value v = inX - mShift * mFeedback;
-        v = v <= mFloor ? mFloor : v;
-        const Value e = inX - v;
-        mShift = e * mB0 + mMemory;
-        mMemory = e * mB1 - mA1 * mShift;
+        Value v = inX;
+        if (!(mResting && allLanes(absolute(inX) >= kSmallestPassed && inX > mFloor))) {
+            mResting = false;
+            v = inX - mShift * mFeedback;
+            v = v <= mFloor ? mFloor : v;
+            const Value e = inX - v;
+            mShift = e * mB0 + mMemory;
+            mMemory = e * mB1 - mA1 * mShift;
+        }
         // No pending flag: after a reset both rise from 0.
         mFeedback += (mFeedbackTarget - mFeedback) * kBiasGlideRate;
         mFloor += (mFloorTarget - mFloor) * kBiasGlideRate;

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstring>
 
 namespace {
@@ -235,6 +236,51 @@ TEST(BiasShiftClamp, CutsNegativeSamplesAfterResetUntilTheFloorHasGlided)
     // Never below the floor in force; by then the floor lets negative samples through.
     EXPECT_GE(lowest, coefficients.mBiasFloor);
     EXPECT_LT(lowest, 0.5 * coefficients.mBiasFloor);
+}
+
+TEST(BiasShiftClamp, FeedbackRestingOnASubnormalGivesThePlainResult)
+{
+    // From a subnormal feedback that decays and comes to rest, then a cut
+    // that wakes it; next to the plain recurrence.
+    Model model(44100.0);
+    ChannelState& state = model.mState->mChannel[0];
+    const ChannelCoefficients& coefficients = model.mCoefficients->mChannel[0];
+    state.mBiasShift = 1e-319;
+    state.mBiasLowPassMemory = 1e-319;
+    state.mBiasFloor = coefficients.mBiasFloor;
+    state.mBiasFeedback = 0.5 * coefficients.mBiasFeedback;  // still gliding
+    const double b0 = state.mBiasLowPass[0];
+    const double b1 = state.mBiasLowPass[1];
+    const double a1 = state.mBiasLowPass[3];
+    double shift = state.mBiasShift;
+    double memory = state.mBiasLowPassMemory;
+    double floor = state.mBiasFloor;
+    double feedback = state.mBiasFeedback;
+    double in[32];
+    double out[32];
+    for (int block = 0; block < 700; ++block) {
+        if (block == 600) {
+            EXPECT_TRUE(BiasShiftClampRunner<1>::isResting(state, coefficients));
+        }
+        for (int i = 0; i < 32; ++i)
+            in[i] = 0.1 + 0.05 * std::sin(0.001 * (block * 32 + i)) - (block == 600 && i == 5 ? 2.0 : 0.0);
+        runBiasShiftClamp(in, out, 32, coefficients, state);
+        for (int i = 0; i < 32; ++i) {
+            double v = in[i] - shift * feedback;
+            if (v <= floor)
+                v = floor;
+            const double e = in[i] - v;
+            shift = e * b0 + memory;
+            memory = e * b1 - a1 * shift;
+            feedback += (coefficients.mBiasFeedback - feedback) * 0.001;
+            floor += (coefficients.mBiasFloor - floor) * 0.001;
+            ASSERT_EQ(std::bit_cast<std::uint64_t>(out[i]), std::bit_cast<std::uint64_t>(v)) << block << " " << i;
+        }
+        ASSERT_EQ(std::bit_cast<std::uint64_t>(state.mBiasShift), std::bit_cast<std::uint64_t>(shift)) << block;
+        ASSERT_EQ(std::bit_cast<std::uint64_t>(state.mBiasLowPassMemory), std::bit_cast<std::uint64_t>(memory));
+        ASSERT_EQ(std::bit_cast<std::uint64_t>(state.mBiasFeedback), std::bit_cast<std::uint64_t>(feedback));
+    }
+    EXPECT_GT(std::fabs(shift), 1e-6);
 }
 
 } // namespace
