@@ -300,7 +300,7 @@ std::vector<double> sweep(double inSampleRate, int inLength)
 TEST(ProcessModel, StaysFiniteAtEveryRateSwitchPositionAndControlExtreme)
 {
     test::NoticeCatcher catcher;  // the lowest rates are beyond some fixed designs' limits
-    for (const double rate : {22050.0, 32000.0, 44100.0, 88200.0, 192000.0}) {
+    for (const double rate : {22050.0, 32000.0, 44100.0, 48000.0, 88200.0, 96000.0, 192000.0}) {
         const int length = static_cast<int>(rate / 10);
         const std::vector<double> full = sweep(rate, length);
         for (int setting = 0; setting < 12; ++setting) {
