@@ -29,16 +29,6 @@ void* allocateOrThrow(std::size_t inSize)
     throw std::bad_alloc();
 }
 
-void* allocateAligned(std::size_t inSize, std::align_val_t inAlignment)
-{
-    noteAllocation();
-    const std::size_t alignment = static_cast<std::size_t>(inAlignment);
-    const std::size_t size = (inSize + alignment - 1) / alignment * alignment;
-    if (void* block = std::aligned_alloc(alignment, size == 0 ? alignment : size))
-        return block;
-    throw std::bad_alloc();
-}
-
 class CountAllocations
 {
 public:
@@ -54,26 +44,16 @@ private:
 
 void* operator new(std::size_t inSize) { return allocateOrThrow(inSize); }
 void* operator new[](std::size_t inSize) { return allocateOrThrow(inSize); }
+// The factory allocates with the nothrow form; it must pair with the deletes below.
 void* operator new(std::size_t inSize, const std::nothrow_t&) noexcept
 {
     noteAllocation();
     return std::malloc(inSize == 0 ? 1 : inSize);
 }
-void* operator new[](std::size_t inSize, const std::nothrow_t&) noexcept
-{
-    noteAllocation();
-    return std::malloc(inSize == 0 ? 1 : inSize);
-}
-void* operator new(std::size_t inSize, std::align_val_t inAlignment) { return allocateAligned(inSize, inAlignment); }
-void* operator new[](std::size_t inSize, std::align_val_t inAlignment) { return allocateAligned(inSize, inAlignment); }
 void operator delete(void* inBlock) noexcept { std::free(inBlock); }
 void operator delete[](void* inBlock) noexcept { std::free(inBlock); }
 void operator delete(void* inBlock, std::size_t) noexcept { std::free(inBlock); }
 void operator delete[](void* inBlock, std::size_t) noexcept { std::free(inBlock); }
-void operator delete(void* inBlock, std::align_val_t) noexcept { std::free(inBlock); }
-void operator delete[](void* inBlock, std::align_val_t) noexcept { std::free(inBlock); }
-void operator delete(void* inBlock, std::size_t, std::align_val_t) noexcept { std::free(inBlock); }
-void operator delete[](void* inBlock, std::size_t, std::align_val_t) noexcept { std::free(inBlock); }
 
 // Without a sanitizer, which brings its own, malloc is counted as well.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

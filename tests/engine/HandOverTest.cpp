@@ -48,16 +48,6 @@ TEST(HandOver, EveryChangeLeavesNoStaleGroup)
     }
 }
 
-TEST(HandOver, SettingTheSameValueAgainPublishesTheSameBlock)
-{
-    q38::Q38PrivateEngine engine;
-    engine.setSampleRate(48000);
-    engine.setParameter(kCh1EqHighToneGain, 0.8f);
-    const CoefficientBytes first = EngineInspector::published(engine);
-    engine.setParameter(kCh1EqHighToneGain, 0.8f);
-    EXPECT_EQ(EngineInspector::published(engine), first);
-}
-
 TEST(HandOver, AfterResetParametersOnlyTheChangedGroupFollowsTheDefaults)
 {
     q38::Q38PrivateEngine engine;

@@ -36,7 +36,7 @@ TEST(InterfaceChecks, ParameterIdsAreTestedUnsigned)
     engine.setSampleRate(48000);
     char text[8];
 
-    for (int id : {-1, 17, std::numeric_limits<int>::min(), 1000}) {
+    for (int id : {-1, 17, std::numeric_limits<int>::min()}) {
         const std::string message = "Invalid parameter ID: " + std::to_string(id);
         engine.setParameter(id, 0.5f);
         expectOneInterfaceNotice(capture, kIdExpression, message);

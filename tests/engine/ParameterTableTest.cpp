@@ -123,6 +123,7 @@ TEST(ParameterTable, HighPassPositionsAtTheirBoundaries)
 TEST(ParameterTable, PhysicalValuesInSinglePrecision)
 {
     q38::Q38PrivateEngine engine;
+    engine.setSampleRate(48000);
     for (int id : {kCh1InputGain, kCh2InputGain}) {
         EXPECT_EQ(engine.getPhysicalValue(id, 0.0f), 3.0f);
         EXPECT_EQ(engine.getPhysicalValue(id, 0.5f), 39.5f);
@@ -151,6 +152,7 @@ TEST(ParameterTable, PhysicalValuesInSinglePrecision)
 TEST(ParameterTable, StoredAndExplicitQueriesAgreeAndExplicitOnesStoreNothing)
 {
     q38::Q38PrivateEngine engine;
+    engine.setSampleRate(48000);
     const float values[] = {0.0f, 0.25f, 0.5f, 0.50001f, 0.8f, 1.0f};
     for (int id = 0; id < kNumParameters; ++id) {
         for (float value : values) {

@@ -108,6 +108,8 @@ TEST_F(LoadedLibrary, EnginesAreIndependent)
 {
     std::unique_ptr<Q38Engine> first(mFactory());
     std::unique_ptr<Q38Engine> second(mFactory());
+    first->setSampleRate(44100);
+    second->setSampleRate(44100);
     first->setParameter(kCh1InputGain, 0.75f);
     EXPECT_EQ(first->getParameterValue(kCh1InputGain), 0.75f);
     EXPECT_EQ(second->getParameterValue(kCh1InputGain), 0.0f);
