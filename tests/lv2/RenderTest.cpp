@@ -59,8 +59,10 @@ TEST_F(Render, EqualsTheEngineForAnyHostBlockSize)
     }
     // The meters read the last engine block: at 4096 frames a run, 9000 frames end in one of 8.
     renderEngine(input, 4096, kParameters, {}, &engineMeters);
-    EXPECT_EQ(meters.mValues[0], engineMeters.mValues[0]);
-    EXPECT_EQ(meters.mValues[1], engineMeters.mValues[1]);
+    for (int m = 0; m < 2; ++m) {
+        EXPECT_GT(meters.mValues[m], 0.0f);  // tones of 0.3 with gain read well above the floor
+        EXPECT_EQ(meters.mValues[m], engineMeters.mValues[m]);
+    }
 }
 
 TEST_F(Render, MonoHandsTheEngineOneChannel)
@@ -70,6 +72,7 @@ TEST_F(Render, MonoHandsTheEngineOneChannel)
     Meters engineMeters{};
     const Audio expected = renderEngine(input, 100, kParameters, {}, &engineMeters);
     EXPECT_TRUE(bitIdentical(mHost.render(kMonoUri, input, 100, kControls, {}, &meters), expected));
+    EXPECT_GT(meters.mValues[0], 0.0f);
     EXPECT_EQ(meters.mValues[0], engineMeters.mValues[0]);
     EXPECT_EQ(meters.mValues[1], 0.0f);  // channel 2 never runs
 }
