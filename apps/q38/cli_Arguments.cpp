@@ -88,7 +88,8 @@ void parseRenderOrDemo(ArgumentReader& ioReader, Command& ioCommand, const Param
         }
         std::string option = argument;
         std::optional<std::string> inlineValue;
-        if (const std::size_t equals = argument.find('='); argument.rfind("--", 0) == 0 && equals != std::string::npos) {
+        if (const std::size_t equals = argument.find('=');
+            argument.rfind("--", 0) == 0 && equals != std::string::npos) {
             option = argument.substr(0, equals);
             inlineValue = argument.substr(equals + 1);
         }
@@ -121,8 +122,7 @@ void parseRenderOrDemo(ArgumentReader& ioReader, Command& ioCommand, const Param
             const std::size_t equals = assignment.find('=');
             if (equals == std::string::npos)
                 throw UsageError("--set takes NAME=VALUE, not \"" + assignment + "\"");
-            inTable.parseAssignment(assignment.substr(0, equals), assignment.substr(equals + 1),
-                                    ioCommand.mSettings);
+            inTable.parseAssignment(assignment.substr(0, equals), assignment.substr(equals + 1), ioCommand.mSettings);
         } else if (option == "--preset") {
             const Settings loaded = inTable.loadPreset(ioReader.value(option, inlineValue, "--preset warm.q38preset"));
             ioCommand.mSettings.insert(ioCommand.mSettings.end(), loaded.begin(), loaded.end());
@@ -161,9 +161,9 @@ void parseRenderOrDemo(ArgumentReader& ioReader, Command& ioCommand, const Param
         return;
     }
     if (positional.size() != 1)
-        throw UsageError(positional.empty() ? "render needs an input file: q38 render IN -o OUT"
-                                            : "render takes one input file; found " +
-                                                  std::to_string(positional.size()));
+        throw UsageError(positional.empty()
+                             ? "render needs an input file: q38 render IN -o OUT"
+                             : "render takes one input file; found " + std::to_string(positional.size()));
     ioCommand.mInput = positional.front();
     if (ioCommand.mOutput.empty())
         throw UsageError("render needs an output file: q38 render IN -o OUT");
@@ -212,8 +212,10 @@ std::string settingOptions(const ParameterTable& inTable)
                 shortest = word;
         }
         text << "  " << words
-             << (isSwitch ? " [TEXT]" : first.mKind == ParameterKind::kContinuous ? " VALUE" : " TEXT") << "\n      "
-             << what << "\n      e.g. " << shortest << " " << exampleValue(first) << "\n";
+             << (isSwitch                                    ? " [TEXT]"
+                 : first.mKind == ParameterKind::kContinuous ? " VALUE"
+                                                             : " TEXT")
+             << "\n      " << what << "\n      e.g. " << shortest << " " << exampleValue(first) << "\n";
     }
     return text.str();
 }
@@ -248,8 +250,8 @@ std::string renderHelp(const ParameterTable& inTable)
     text << R"(Usage: q38 render IN -o OUT [settings] [options]
 
 Reads IN (WAV, AIFF, FLAC, Ogg and whatever else libsndfile reads; mono or
-stereo; )" << kLowestSampleRate
-         << " to " << kHighestSampleRate << R"( Hz), runs it through the engine at the file's own
+stereo; )"
+         << kLowestSampleRate << " to " << kHighestSampleRate << R"( Hz), runs it through the engine at the file's own
 rate in blocks of at most 32 samples, and writes OUT with the same length,
 rate and channels. OUT is written under a temporary name in its folder and
 renamed into place only when all went well; the input is never overwritten.
@@ -363,12 +365,10 @@ Command parseCommandLine(const std::vector<std::string>& inArguments, const Para
         command.mKind = CommandKind::kVersion;
     } else if (name == "params") {
         command.mKind = CommandKind::kParams;
-        if (const std::string* next = reader.peek(); next && (*next == "-h" || *next == "--help"))
-        {
+        if (const std::string* next = reader.peek(); next && (*next == "-h" || *next == "--help")) {
             command.mKind = CommandKind::kHelp;
             command.mHelpTopic = "params";
-        }
-        else if (next)
+        } else if (next)
             throw UsageError("params takes no arguments");
     } else if (name == "render" || name == "demo") {
         command.mKind = name == "render" ? CommandKind::kRender : CommandKind::kDemo;

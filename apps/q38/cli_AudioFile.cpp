@@ -95,16 +95,11 @@ struct ContainerEntry
     const char* mName;
 };
 constexpr ContainerEntry kContainers[] = {
-    {"wav", SF_FORMAT_WAV, SF_FORMAT_FLOAT, "WAV"},
-    {"aiff", SF_FORMAT_AIFF, SF_FORMAT_FLOAT, "AIFF"},
-    {"aif", SF_FORMAT_AIFF, SF_FORMAT_FLOAT, "AIFF"},
-    {"flac", SF_FORMAT_FLAC, SF_FORMAT_PCM_24, "FLAC"},
-    {"ogg", SF_FORMAT_OGG, SF_FORMAT_VORBIS, "Ogg"},
-    {"oga", SF_FORMAT_OGG, SF_FORMAT_VORBIS, "Ogg"},
-    {"opus", SF_FORMAT_OGG, SF_FORMAT_OPUS, "Ogg"},
-    {"caf", SF_FORMAT_CAF, SF_FORMAT_FLOAT, "CAF"},
-    {"w64", SF_FORMAT_W64, SF_FORMAT_FLOAT, "W64"},
-    {"rf64", SF_FORMAT_RF64, SF_FORMAT_FLOAT, "RF64"},
+    {"wav", SF_FORMAT_WAV, SF_FORMAT_FLOAT, "WAV"},   {"aiff", SF_FORMAT_AIFF, SF_FORMAT_FLOAT, "AIFF"},
+    {"aif", SF_FORMAT_AIFF, SF_FORMAT_FLOAT, "AIFF"}, {"flac", SF_FORMAT_FLAC, SF_FORMAT_PCM_24, "FLAC"},
+    {"ogg", SF_FORMAT_OGG, SF_FORMAT_VORBIS, "Ogg"},  {"oga", SF_FORMAT_OGG, SF_FORMAT_VORBIS, "Ogg"},
+    {"opus", SF_FORMAT_OGG, SF_FORMAT_OPUS, "Ogg"},   {"caf", SF_FORMAT_CAF, SF_FORMAT_FLOAT, "CAF"},
+    {"w64", SF_FORMAT_W64, SF_FORMAT_FLOAT, "W64"},   {"rf64", SF_FORMAT_RF64, SF_FORMAT_FLOAT, "RF64"},
     {"au", SF_FORMAT_AU, SF_FORMAT_FLOAT, "AU"},
 };
 
@@ -115,11 +110,16 @@ struct SubtypeEntry
     const char* mDescription;
 };
 constexpr SubtypeEntry kSubtypes[] = {
-    {"PCM_S8", SF_FORMAT_PCM_S8, "8-bit signed"},   {"PCM_U8", SF_FORMAT_PCM_U8, "8-bit unsigned"},
-    {"PCM_16", SF_FORMAT_PCM_16, "16-bit"},         {"PCM_24", SF_FORMAT_PCM_24, "24-bit"},
-    {"PCM_32", SF_FORMAT_PCM_32, "32-bit integer"}, {"FLOAT", SF_FORMAT_FLOAT, "32-bit float"},
-    {"DOUBLE", SF_FORMAT_DOUBLE, "64-bit float"},   {"VORBIS", SF_FORMAT_VORBIS, "Vorbis"},
-    {"OPUS", SF_FORMAT_OPUS, "Opus"},               {"ULAW", SF_FORMAT_ULAW, "u-law"},
+    {"PCM_S8", SF_FORMAT_PCM_S8, "8-bit signed"},
+    {"PCM_U8", SF_FORMAT_PCM_U8, "8-bit unsigned"},
+    {"PCM_16", SF_FORMAT_PCM_16, "16-bit"},
+    {"PCM_24", SF_FORMAT_PCM_24, "24-bit"},
+    {"PCM_32", SF_FORMAT_PCM_32, "32-bit integer"},
+    {"FLOAT", SF_FORMAT_FLOAT, "32-bit float"},
+    {"DOUBLE", SF_FORMAT_DOUBLE, "64-bit float"},
+    {"VORBIS", SF_FORMAT_VORBIS, "Vorbis"},
+    {"OPUS", SF_FORMAT_OPUS, "Opus"},
+    {"ULAW", SF_FORMAT_ULAW, "u-law"},
     {"ALAW", SF_FORMAT_ALAW, "A-law"},
 };
 
@@ -150,7 +150,7 @@ TemporaryFile& sinkOf(void* inUserData)
 
 sf_count_t sinkLength(void* inUserData)
 {
-    struct stat status{};
+    struct stat status = {};
     return ::fstat(sinkOf(inUserData).descriptor(), &status) == 0 ? status.st_size : -1;
 }
 
@@ -184,7 +184,7 @@ InputFile::InputFile(const fs::path& inPath) : mPath(inPath)
     mDescriptor = ::open(inPath.c_str(), O_RDONLY | O_CLOEXEC);
     if (mDescriptor < 0)
         throw Error("cannot open " + quoted(inPath) + ": " + systemError(errno));
-    struct stat status{};
+    struct stat status = {};
     if (::fstat(mDescriptor, &status) != 0 || S_ISDIR(status.st_mode)) {
         const int error = S_ISDIR(status.st_mode) ? EISDIR : errno;
         ::close(mDescriptor);
@@ -235,8 +235,7 @@ sf_count_t InputFile::read(float* outInterleaved, sf_count_t inFrames)
 
 // --- Output -------------------------------------------------------------------------
 
-OutputFormat chooseOutputFormat(const fs::path& inPath, const std::string& inSubtype, int inChannels,
-                                int inSampleRate)
+OutputFormat chooseOutputFormat(const fs::path& inPath, const std::string& inSubtype, int inChannels, int inSampleRate)
 {
     const std::string extension = lower(inPath.extension().string());
     const auto container = std::find_if(std::begin(kContainers), std::end(kContainers), [&](const auto& entry) {
@@ -272,7 +271,7 @@ OutputFormat chooseOutputFormat(const fs::path& inPath, const std::string& inSub
 
 void checkOutputPath(const fs::path& inPath, const FileIdentity* inInput, bool inOverwrite)
 {
-    struct stat status{};
+    struct stat status = {};
     if (::stat(inPath.c_str(), &status) == 0) {
         if (inInput && FileIdentity{status.st_dev, status.st_ino} == *inInput)
             throw UsageError(quoted(inPath) + " is the input file; q38 never overwrites its input");
@@ -429,8 +428,7 @@ void OutputFile::commit()
     mTemporary.commit();
 }
 
-void writeTextFile(const fs::path& inPath, const std::string& inText, const FileIdentity* inInput,
-                   bool inOverwrite)
+void writeTextFile(const fs::path& inPath, const std::string& inText, const FileIdentity* inInput, bool inOverwrite)
 {
     TemporaryFile file(inPath, inInput, inOverwrite);
     file.write(inText.data(), inText.size());

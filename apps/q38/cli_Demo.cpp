@@ -88,8 +88,8 @@ std::vector<double> voice(std::size_t inLength)
         const double voiced = kSyllableSeconds * 0.8;
         if (within >= voiced)
             continue;
-        const double pitch = 120.0 * (1.0 + 0.15 * std::sin(kTwoPi * 0.3 * time)) *
-                             (1.0 + 0.012 * std::sin(kTwoPi * 5.5 * time));
+        const double pitch =
+            120.0 * (1.0 + 0.15 * std::sin(kTwoPi * 0.3 * time)) * (1.0 + 0.012 * std::sin(kTwoPi * 5.5 * time));
         phase = std::fmod(phase + kTwoPi * pitch / kSampleRate, kTwoPi);
         // Glide from the last vowel during the first 60 ms.
         const Formants& from = kVowels[(syllable + 4) % 5];
@@ -97,7 +97,8 @@ std::vector<double> voice(std::size_t inLength)
         const double blend = std::min(within / 0.06, 1.0);
         Formants formants{};
         for (int index = 0; index < 3; ++index)
-            formants.mFrequency[index] = from.mFrequency[index] + blend * (to.mFrequency[index] - from.mFrequency[index]);
+            formants.mFrequency[index] =
+                from.mFrequency[index] + blend * (to.mFrequency[index] - from.mFrequency[index]);
         double sample = 0.0;
         for (int harmonic = 1; harmonic * pitch < 6000.0; ++harmonic)
             sample += formantGain(harmonic * pitch, formants) / harmonic * std::sin(harmonic * phase);
@@ -154,15 +155,6 @@ std::vector<double> sweep(std::size_t inLength)
     return signal;
 }
 
-std::string levelText(double inDecibels)
-{
-    char text[16];
-    if (std::isinf(inDecibels))
-        return "-inf";
-    std::snprintf(text, sizeof text, "%.1f", inDecibels);
-    return text;
-}
-
 } // namespace
 
 std::vector<float> synthesizeDemoProgramme()
@@ -204,8 +196,7 @@ void runDemo(const fs::path& inFolder, bool inQuiet, const ParameterTable& inTab
     char line[256];
     std::snprintf(line, sizeof line, "q38 demo: %.2f s of stereo at %d Hz in %s\n",
                   double(programme.size() / 2) / kDemoSampleRate, kDemoSampleRate, programmePath.string().c_str());
-    outReport << line
-              << "  left: a voice-like signal, right: a plucked string, then a sine sweep on both;\n"
+    outReport << line << "  left: a voice-like signal, right: a plucked string, then a sine sweep on both;\n"
               << "  rendered at these input gains (both channels), hiss seed " << kDemoSeed << ":\n\n";
     std::snprintf(line, sizeof line, "  %-26s %10s %8s %8s %8s %8s %8s %8s\n", "file", "input gain", "peak in",
                   "peak out", "RMS in", "RMS out", "meter 1", "meter 2");
@@ -226,9 +217,10 @@ void runDemo(const fs::path& inFolder, bool inQuiet, const ParameterTable& inTab
         const RenderResult result = render(job);
         std::snprintf(line, sizeof line, "  %-26s %10s %8s %8s %8s %8s %8.3f %8.3f\n", name,
                       inTable.formatValue(settings.front().mId, settings.front().mValue).c_str(),
-                      levelText(result.mInputLevels.peakDb()).c_str(), levelText(result.mOutputLevels.peakDb()).c_str(),
-                      levelText(result.mInputLevels.rmsDb()).c_str(), levelText(result.mOutputLevels.rmsDb()).c_str(),
-                      result.mMeterPeak[0], result.mMeterPeak[1]);
+                      formatDecibels(result.mInputLevels.peakDb()).c_str(),
+                      formatDecibels(result.mOutputLevels.peakDb()).c_str(),
+                      formatDecibels(result.mInputLevels.rmsDb()).c_str(),
+                      formatDecibels(result.mOutputLevels.rmsDb()).c_str(), result.mMeterPeak[0], result.mMeterPeak[1]);
         outReport << line << std::flush;
     }
     outReport << "\n  Levels in dBFS. Meters: the highest reading of each channel's meter (0 to 1).\n"

@@ -27,13 +27,13 @@ struct Shorthand
     const char* mDerived;
 };
 constexpr Shorthand kShorthands[] = {
-    {"effect", "enable-effect"},       {"link", "stereo-link"},           {"highpass", "highpass-freq"},
-    {"high-tone", "eq-high-tone-gain"}, {"low-tone", "eq-low-tone-gain"}, {"eq", "enable-eq"},
+    {"effect", "enable-effect"},      {"link", "stereo-link"},
+    {"highpass", "highpass-freq"},    {"high-tone", "eq-high-tone-gain"},
+    {"low-tone", "eq-low-tone-gain"}, {"eq", "enable-eq"},
     {"trim", "output-trim"},
 };
 
-template <typename Query>
-std::string askText(Query&& inQuery)
+template <typename Query> std::string askText(Query&& inQuery)
 {
     char text[kTextCapacity + 1] = {};
     inQuery(text, kTextCapacity);
@@ -144,8 +144,7 @@ ParameterTable::ParameterTable() : mProbe(createQ38Engine())
         info.mUnit = askText([&](char* outText, int inLength) { engine.getParameterUnit(id, outText, inLength); });
         info.mDefault = engine.getParameterValue(id);
         const auto textAt = [&](float inValue) {
-            return askText(
-                [&](char* outText, int inLength) { engine.getValueText(id, inValue, outText, inLength); });
+            return askText([&](char* outText, int inLength) { engine.getValueText(id, inValue, outText, inLength); });
         };
         const std::vector<float> quarters = {0.0f, 0.25f, 0.5f, 0.75f};
         std::vector<std::string> fourTexts;
@@ -329,9 +328,8 @@ std::string ParameterTable::formatValue(int inId, float inNormalizedValue) const
         return formatNumber(mProbe->getPhysicalValue(inId, inNormalizedValue)) + " " + info.mUnit;
     case ParameterKind::kSwitch:
     case ParameterKind::kFourWay:
-        return askText([&](char* outText, int inLength) {
-            mProbe->getValueText(inId, inNormalizedValue, outText, inLength);
-        });
+        return askText(
+            [&](char* outText, int inLength) { mProbe->getValueText(inId, inNormalizedValue, outText, inLength); });
     case ParameterKind::kPlain:
         break;
     }

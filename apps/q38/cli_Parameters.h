@@ -29,12 +29,12 @@ struct ParameterInfo
     std::string mName;
     std::string mUnit;
     ParameterKind mKind = ParameterKind::kPlain;
-    float mLowest = 0.0f;  // physical value at 0 (continuous only)
-    float mHighest = 0.0f; // physical value at 1
-    float mDefault = 0.0f; // normalized
-    std::vector<std::string> mTexts;     // value texts in index order
-    std::vector<float> mTextValues;      // a normalized value that shows each text
-    std::vector<std::string> mOptions;   // option words that set this parameter alone
+    float mLowest = 0.0f;              // physical value at 0 (continuous only)
+    float mHighest = 0.0f;             // physical value at 1
+    float mDefault = 0.0f;             // normalized
+    std::vector<std::string> mTexts;   // value texts in index order
+    std::vector<float> mTextValues;    // a normalized value that shows each text
+    std::vector<std::string> mOptions; // option words that set this parameter alone
 };
 
 // An option word of the command line and the parameters it sets: one, or

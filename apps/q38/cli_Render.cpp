@@ -28,15 +28,6 @@ double toDecibels(double inPower, double inFactor)
     return inPower > 0.0 ? inFactor * std::log10(inPower) : -INFINITY;
 }
 
-std::string decibelText(double inDecibels)
-{
-    char text[32];
-    if (std::isinf(inDecibels))
-        return "-inf";
-    std::snprintf(text, sizeof text, "%.1f", inDecibels);
-    return text;
-}
-
 // Shown on standard error once a render has taken a second, and only on a
 // terminal; redrawn a few times a second.
 class ProgressBar
@@ -107,6 +98,15 @@ void Levels::add(const float* inSamples, std::size_t inCount)
         mSumOfSquares += sample * sample;
     }
     mCount += static_cast<long long>(inCount);
+}
+
+std::string formatDecibels(double inDecibels)
+{
+    if (std::isinf(inDecibels))
+        return "-inf";
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f", inDecibels);
+    return text;
 }
 
 double Levels::peakDb() const
@@ -209,10 +209,10 @@ std::string describeRender(const RenderJob& inJob, const RenderResult& inResult)
     else
         std::snprintf(line, sizeof line, "  rendered in no measurable time\n");
     text << line;
-    text << "  peak " << decibelText(inResult.mInputLevels.peakDb()) << " dBFS in, "
-         << decibelText(inResult.mOutputLevels.peakDb()) << " dBFS out; RMS "
-         << decibelText(inResult.mInputLevels.rmsDb()) << " dBFS in, " << decibelText(inResult.mOutputLevels.rmsDb())
-         << " dBFS out\n";
+    text << "  peak " << formatDecibels(inResult.mInputLevels.peakDb()) << " dBFS in, "
+         << formatDecibels(inResult.mOutputLevels.peakDb()) << " dBFS out; RMS "
+         << formatDecibels(inResult.mInputLevels.rmsDb()) << " dBFS in, "
+         << formatDecibels(inResult.mOutputLevels.rmsDb()) << " dBFS out\n";
     std::snprintf(line, sizeof line, "  highest meter reading: ch1 %.3f, ch2 %.3f\n", inResult.mMeterPeak[0],
                   inResult.mMeterPeak[1]);
     text << line;

@@ -25,6 +25,9 @@ struct Levels
     double rmsDb() const; // a full-scale sine reads -3 dBFS
 };
 
+// "-18.3", or "-inf" for silence.
+std::string formatDecibels(double inDecibels);
+
 struct RenderJob
 {
     std::filesystem::path mInput;
@@ -49,8 +52,8 @@ struct RenderResult
     double mWorkSeconds = 0.0;
     Levels mInputLevels;
     Levels mOutputLevels;
-    float mMeterPeak[kNumMeters] = {};    // highest reading seen per meter
-    long long mClippedSamples = 0;        // beyond full scale in an integer format
+    float mMeterPeak[kNumMeters] = {}; // highest reading seen per meter
+    long long mClippedSamples = 0;     // beyond full scale in an integer format
 };
 
 // Throws Error; on any failure no output file is left behind.

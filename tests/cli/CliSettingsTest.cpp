@@ -24,8 +24,9 @@ protected:
 
     RunResult render(const std::string& inOutName, std::vector<std::string> inOptions)
     {
-        std::vector<std::string> arguments = {"render", (mFolder / "in.wav").string(), "-o",
-                                              (mFolder / inOutName).string(), "--seed", "3", "-q", "--force"};
+        std::vector<std::string> arguments = {
+            "render", (mFolder / "in.wav").string(), "-o", (mFolder / inOutName).string(), "--seed", "3", "-q",
+            "--force"};
         arguments.insert(arguments.end(), inOptions.begin(), inOptions.end());
         return runQ38(arguments);
     }
@@ -136,10 +137,10 @@ TEST_F(CliSettings, PresetFilesLoadAndSavedPresetsRenderTheSame)
                                           "highpass = 80 Hz\n"
                                           "Stereo Link = Unlinked\n"
                                           "trim = -2.25 dB\n");
-    const Sound fromPreset = rendered("preset.wav", {"--preset", (mFolder / "warm.q38preset").string(),
-                                                     "--save-preset"});
-    const Sound fromOptions = rendered("options.wav", {"--input-gain1", "52", "--input-gain2", "48.5", "--highpass",
-                                                       "80 Hz", "--trim", "-2.25"});
+    const Sound fromPreset =
+        rendered("preset.wav", {"--preset", (mFolder / "warm.q38preset").string(), "--save-preset"});
+    const Sound fromOptions = rendered(
+        "options.wav", {"--input-gain1", "52", "--input-gain2", "48.5", "--highpass", "80 Hz", "--trim", "-2.25"});
     EXPECT_TRUE(sameSamples(fromPreset, fromOptions));
 
     const std::string saved = fileBytes(mFolder / "preset.q38preset");
@@ -149,11 +150,10 @@ TEST_F(CliSettings, PresetFilesLoadAndSavedPresetsRenderTheSame)
     EXPECT_TRUE(sameSamples(rendered("again.wav", {"--preset", (mFolder / "preset.q38preset").string()}), fromPreset));
 
     // Options after a preset win over it.
-    EXPECT_TRUE(sameSamples(
-        rendered("later.wav", {"--preset", (mFolder / "warm.q38preset").string(), "--input-gain1", "48.5",
-                               "--input-gain2", "52"}),
-        rendered("swapped.wav", {"--input-gain1", "48.5", "--input-gain2", "52", "--highpass", "80 Hz", "--trim",
-                                 "-2.25"})));
+    EXPECT_TRUE(sameSamples(rendered("later.wav", {"--preset", (mFolder / "warm.q38preset").string(), "--input-gain1",
+                                                   "48.5", "--input-gain2", "52"}),
+                            rendered("swapped.wav", {"--input-gain1", "48.5", "--input-gain2", "52", "--highpass",
+                                                     "80 Hz", "--trim", "-2.25"})));
 }
 
 TEST_F(CliSettings, PresetErrorsNameTheFileAndLine)

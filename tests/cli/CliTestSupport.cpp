@@ -85,7 +85,8 @@ Generator sine(double inFrequency, double inDecibels, int inSampleRate)
 {
     const double amplitude = std::pow(10.0, inDecibels / 20.0);
     return [=](long long inFrame, int) {
-        return static_cast<float>(amplitude * std::sin(2.0 * std::numbers::pi * inFrequency * double(inFrame) / inSampleRate));
+        return static_cast<float>(amplitude *
+                                  std::sin(2.0 * std::numbers::pi * inFrequency * double(inFrame) / inSampleRate));
     };
 }
 
