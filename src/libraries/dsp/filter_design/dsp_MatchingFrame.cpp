@@ -23,8 +23,9 @@ PowerResponse powerResponseOf(const double* inAnalogCoefficients)
 
 double evaluatePowerResponse(const PowerResponse& inResponse, double inU)
 {
-    const double numerator = (inResponse.mNA * inU + inResponse.mNB) * inU + inResponse.mNC;
-    const double denominator = (inResponse.mDA * inU + inResponse.mDB) * inU + inResponse.mDC;
+    const double uSq = inU * inU;
+    const double numerator = inResponse.mNA * uSq + inResponse.mNB * inU + inResponse.mNC;
+    const double denominator = inResponse.mDA * uSq + inResponse.mDB * inU + inResponse.mDC;
     return numerator / denominator;
 }
 
@@ -59,9 +60,10 @@ double prewarpedSquare(double inW, double inSampleRate)
 void prototypeToDigital(double inT, double inCSq, double inZ, double inDSq, double inW, double inSampleRate,
                         double inOutputGain, double* outCoefficients)
 {
-    // The floors keep zeros and poles off the unit circle; a NaN root gives the floor too.
-    const double c = std::max(std::sqrt(inCSq), 1.e-8);
-    const double d = std::max(std::sqrt(inDSq), 1.e-8);
+    // The floors keep zeros and poles off the unit circle. The floor comes first
+    // so that a NaN root (from a negative square) gives the floor too.
+    const double c = std::max(1.e-8, std::sqrt(inCSq));
+    const double d = std::max(1.e-8, std::sqrt(inDSq));
     const double k = 2.0 * inSampleRate;
     const double k2 = k * k;
     const double norm = 1.0 / (k2 + k * d + inW);

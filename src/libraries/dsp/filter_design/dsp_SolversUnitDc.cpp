@@ -1,13 +1,46 @@
+#include "dsp_FourPointSystem.h"
 #include "dsp_MatchingSolvers.h"
+#include "dsp_PointEquation.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace dsp {
 
-void solveUnitDcFourPoints(double, double, double, double, double, double, double, double, double*, double*,
-                           double*, double*)
+namespace {
+
+// A clamp to at least 0 that lets a NaN through, so that a later test still sees it.
+inline double atLeastZeroKeepNan(double inValue)
 {
-    throw EquationSolutionException();  // placeholder
+    return inValue < 0.0 ? 0.0 : inValue;
+}
+
+} // namespace
+
+void solveUnitDcFourPoints(double inU1, double inM1, double inU2, double inM2, double inU3, double inM3,
+                           double inU4, double inM4, double* outCSq, double* outDSq, double* outW, double* outT)
+{
+    const double u[4] = {inU1, inU2, inU3, inU4};
+    const double m[4] = {inM1, inM2, inM3, inM4};
+    const FourPointSystem system = reduceFourPoints(u, m, 1.0);
+    const double f = std::fabs(fourPointConstant(system));
+    const double w = std::sqrt(f);
+    const double a = atLeastZeroKeepNan(fourPointLeading(system, f));
+    if (!std::isfinite(a))
+        throw EquationSolutionException();
+    const double t = std::sqrt(a);
+
+    const double uw3 = inU3 - w, tu3 = t * inU3 - w;
+    const double uw4 = inU4 - w, tu4 = t * inU4 - w;
+    const double p3 = (tu3 * tu3 - inM3 * (uw3 * uw3)) / inU3;
+    const double p4 = (tu4 * tu4 - inM4 * (uw4 * uw4)) / inU4;
+    const double dSq = (p3 - p4) / (inM3 - inM4);
+    const double cSq = pointEquationCSq(inU4, inM4, t, w, w, dSq);
+
+    *outCSq = cSq;
+    *outDSq = dSq;
+    *outW = w;
+    *outT = t;
 }
 
 void solveUnitDcExtremumTwoPoints(double inUp, double inMp, double inU2, double inM2, double inU3, double inM3,
@@ -37,15 +70,64 @@ void solveUnitDcExtremumTwoPoints(double inUp, double inMp, double inU2, double 
     *outT = gN;
 }
 
-void solveUnitDcExtremumTwoPointsFloored(double, double, double, double, double, double, double, double*, double*,
-                                         double*, double*)
+// The extremum gives a = mp + (1 - mp) f / up^2 and, with each point, one
+// equation  -(m - mp) e + K f = (m - mp) u  in (e, f).
+void solveUnitDcExtremumTwoPointsFloored(double inUp, double inMp, double inU2, double inM2, double inU3,
+                                         double inM3, double inFloor, double* outCSq, double* outDSq,
+                                         double* outW, double* outT)
 {
-    throw EquationSolutionException();  // placeholder
+    const double upSq = inUp * inUp;
+    const double k2 = (1.0 - inMp) * (inU2 - 2.0 * inUp) / upSq + (1.0 - inM2) / inU2;
+    const double k3 = (1.0 - inMp) * (inU3 - 2.0 * inUp) / upSq + (1.0 - inM3) / inU3;
+    const double d2 = inM2 - inMp;
+    const double d3 = inM3 - inMp;
+    const double determinant = d3 * k2 - d2 * k3;
+    const double f = d2 * d3 * (inU2 - inU3) / determinant;
+    if (!(f >= 0.0))
+        throw EquationSolutionException();
+    const double w = std::sqrt(f);
+
+    double a = inMp + (1.0 - inMp) * f / upSq;
+    if (!(a > inFloor))
+        a = inFloor;
+    const double t = std::sqrt(a);
+
+    // With a possibly raised, keep the value at the extremum and at point 3:
+    // X = b - mp e from the extremum, Y = b - m3 e from point 3.
+    const double x = inMp * inUp - a * inUp - (1.0 - inMp) * f / inUp;
+    const double y = inM3 * inU3 - a * inU3 - (1.0 - inM3) * f / inU3;
+    const double b = (inM3 * x - inMp * y) / (inM3 - inMp);
+    const double cSq = std::max(0.0, b + 2.0 * t * w);
+    const double dSq = pointEquationDSq(inU3, inM3, t, w, w, cSq);
+
+    *outCSq = cSq;
+    *outDSq = dSq;
+    *outW = w;
+    *outT = t;
 }
 
-void solveUnitDcTwoExtrema(double, double, double, double, double*, double*, double*, double*)
+void solveUnitDcTwoExtrema(double inU1, double inM1, double inU2, double inM2, double* outCSq, double* outDSq,
+                           double* outW, double* outT)
 {
-    throw EquationSolutionException();  // placeholder
+    const double R = (inM1 - inM2) / ((inM1 - 1.0) * (inU2 * inU2) - (inU1 * inU1) * (inM2 - 1.0));
+    if (!(R >= 0.0 && inM1 > 0.0 && inM2 > 0.0 && inM1 != inM2))
+        throw EquationSolutionException();
+    const double u12 = inU1 * inU2;
+    const double w = std::sqrt(R) * inU1 * inU2;
+    const double f = std::fabs(R) * (u12 * u12);
+    const double E = (inU2 * inU2) * inM2 - (inM2 - 1.0) * f;
+    if (!(E >= 0.0))
+        throw EquationSolutionException();
+    const double t = std::sqrt(E) / inU2;
+    const double dSq = (((inM2 - 1.0) * inU1 - (inM1 - 1.0) * inU2) * f + 2.0 * (inM1 - inM2) * w * inU1 * inU2 +
+                        (inU2 * inM2 - inU1 * inM1) * inU1 * inU2 + (inU1 - inU2) * inU1 * inU2 * (t * t)) /
+                       ((inM1 - inM2) * inU1 * inU2);
+    const double cSq = 2.0 * t * (w - t * inU1) + (2.0 * (inU1 - w) + dSq) * inM1;
+
+    *outCSq = cSq;
+    *outDSq = dSq;
+    *outW = w;
+    *outT = t;
 }
 
 } // namespace dsp

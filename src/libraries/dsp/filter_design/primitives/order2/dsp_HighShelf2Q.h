@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dsp/filter_design/dsp_MatchPoints.h"
+
 #include <cstdint>
 
 namespace dsp {
@@ -24,10 +26,13 @@ struct HighShelf2Q
     // frequencies (0 means none).
     static void designAnalog(const Params& inParams, double* outAnalogCoefficients, double* outExtremumA,
                              double* outExtremumB);
+    // The match on the frequency as given; outMatchPoints, when given, receives
+    // the frequencies where the digital filter meets the target.
     static void designMatched(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
-                              double inSampleRate);
+                              double inSampleRate, MatchPoints* outMatchPoints = nullptr);
+    // Frequency normalised by mode, matched, roots reflected into the unit circle.
     static void design(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
-                       double inSampleRate);
+                       double inSampleRate, MatchPoints* outMatchPoints = nullptr);
     static void design(const Params& inParams, double* outCoefficients, double inSampleRate);
 };
 

@@ -1,17 +1,18 @@
 #include "dsp_LowShelf2.h"
 
+#include "core/core_Assert.h"
+#include "dsp/filter_design/dsp_IIRToolsImpl.h"
+
 namespace dsp {
 
-// Placeholder: an identity section until the real design lands.
-
-void LowShelf2::design(const Params&, double* outCoefficients, double)
+void LowShelf2::design(const Params& inParams, double* outCoefficients, double inSampleRate)
 {
-    outCoefficients[0] = 1.0;
-    outCoefficients[1] = 0.0;
-    outCoefficients[2] = 0.0;
-    outCoefficients[3] = 1.0;
-    outCoefficients[4] = 0.0;
-    outCoefficients[5] = 0.0;
+    // A low shelf is the high shelf of the opposite height, lifted by that height.
+    HighShelf2Q::Params high = inParams;
+    high.mShelfGainDb = -inParams.mShelfGainDb;
+    high.mGainDb = inParams.mShelfGainDb + inParams.mGainDb;
+    HighShelf2Q::design(high, outCoefficients, inSampleRate);
+    Q38_ASSERT(core::kAssertionLibrary, dsp::checkBuffer(outCoefficients, kNumCoefficients));
 }
 
 } // namespace dsp

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dsp/filter_design/dsp_MatchPoints.h"
+
 namespace dsp {
 
 // Matched second-order low-pass with a residual gain at infinite frequency.
@@ -17,8 +19,10 @@ struct Order2LowPass
     };
 
     static void designAnalog(const Params& inParams, double* outAnalogCoefficients);
+    // outMatchPoints, when given, receives the frequencies where the digital
+    // filter meets the target.
     static void design(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
-                       double inSampleRate);
+                       double inSampleRate, MatchPoints* outMatchPoints = nullptr);
     static void design(const Params& inParams, double* outCoefficients, double inSampleRate);
 };
 
