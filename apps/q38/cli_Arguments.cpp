@@ -62,6 +62,13 @@ private:
     std::size_t mNext = 0;
 };
 
+// After an option whose value may be left out: the next argument is its
+// value unless it is another option or an existing file (the input).
+bool optionalValueFollows(const std::string& inNext)
+{
+    return !inNext.starts_with("-") && !std::filesystem::exists(inNext);
+}
+
 unsigned long long parseSeed(const std::string& inText)
 {
     unsigned long long seed = 0;
@@ -127,7 +134,13 @@ void parseRenderOrDemo(ArgumentReader& ioReader, Command& ioCommand, const Param
             const Settings loaded = inTable.loadPreset(ioReader.value(option, inlineValue, "--preset warm.q38preset"));
             ioCommand.mSettings.insert(ioCommand.mSettings.end(), loaded.begin(), loaded.end());
         } else if (option == "--save-preset") {
+            // The file is optional; a following argument is it when it is
+            // neither an option nor the input (an existing file), unless it
+            // is named like a preset.
             ioCommand.mPresetOutput = inlineValue.value_or("");
+            if (const std::string* next = ioReader.peek();
+                !inlineValue && next && (optionalValueFollows(*next) || next->ends_with(".q38preset")))
+                ioCommand.mPresetOutput = ioReader.take();
         } else if (option == "--bypass") {
             noValue();
             inTable.parseAssignment("enable-effect", "off", ioCommand.mSettings);
@@ -137,11 +150,9 @@ void parseRenderOrDemo(ArgumentReader& ioReader, Command& ioCommand, const Param
             if (inlineValue) {
                 value = *inlineValue;
             } else if (isSwitchAlias(*alias, inTable)) {
-                // A switch alone turns to its second text. The next argument
-                // is its value unless it is an option or an existing file.
+                // A switch alone turns to its second text.
                 value = first.mTexts[1];
-                if (const std::string* next = ioReader.peek();
-                    next && !next->starts_with("-") && !std::filesystem::exists(*next))
+                if (const std::string* next = ioReader.peek(); next && optionalValueFollows(*next))
                     value = ioReader.take();
             } else {
                 value = ioReader.value(option, inlineValue, option + " " + exampleValue(first));
@@ -270,10 +281,12 @@ Files:
   -f, --force
       replace OUT if it exists (the input is refused even so)
       e.g. q38 render in.wav -o out.wav -f
-  --save-preset[=FILE]
+  --save-preset [FILE]
       after a successful render, write the settings used to FILE, by default
-      OUT with the extension .q38preset; --force also lets it replace FILE
-      e.g. --save-preset   or   --save-preset=warm.q38preset
+      OUT with the extension .q38preset; --force also lets it replace FILE.
+      FILE is taken when it is not an option and not an existing file, or is
+      named *.q38preset; --save-preset=FILE always takes it
+      e.g. --save-preset   or   --save-preset warm.q38preset
 
 Settings, applied in the order given (a later one wins):
   --set NAME=VALUE

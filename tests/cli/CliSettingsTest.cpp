@@ -147,7 +147,13 @@ TEST_F(CliSettings, PresetFilesLoadAndSavedPresetsRenderTheSame)
     EXPECT_NE(saved.find("Ch.1: Input Gain = 52 dB\n"), std::string::npos) << saved;
     EXPECT_NE(saved.find("Ch.2: HighPass Freq = 80 Hz\n"), std::string::npos) << saved;
     EXPECT_NE(saved.find("Ch.2: Output Trim = -2.25 dB\n"), std::string::npos) << saved;
-    EXPECT_TRUE(sameSamples(rendered("again.wav", {"--preset", (mFolder / "preset.q38preset").string()}), fromPreset));
+    const fs::path copy = mFolder / "copy.q38preset";
+    EXPECT_TRUE(sameSamples(
+        rendered("again.wav", {"--preset", (mFolder / "preset.q38preset").string(), "--save-preset", copy.string()}),
+        fromPreset));
+    // The same settings, under a header that names other files.
+    const std::string copied = fileBytes(copy);
+    EXPECT_EQ(copied.substr(copied.find("\nEnable")), saved.substr(saved.find("\nEnable")));
 
     // Options after a preset win over it.
     EXPECT_TRUE(sameSamples(rendered("later.wav", {"--preset", (mFolder / "warm.q38preset").string(), "--input-gain1",
