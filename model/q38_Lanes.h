@@ -1,0 +1,146 @@
+#pragma once
+
+// Per-sample arithmetic on one model channel (a double) or on both at once (a
+// pair of doubles in one register). Every operation on a pair is the IEEE
+// operation of each lane, so the pair computes bit for bit what the two
+// channels compute one after the other; the channels only share instructions.
+// Selections replace branches, and all arms of a selection are computed.
+
+#include "q38_ModelTypes.h"
+
+#include <array>
+#include <cmath>
+#include <cstdint>
+
+// The per-sample steps of the chain are merged into one loop body.
+#define Q38_SAMPLE_INLINE [[gnu::always_inline]] inline
+
+namespace q38 {
+
+typedef double DoublePair __attribute__((vector_size(16)));
+typedef std::int64_t MaskPair __attribute__((vector_size(16)));
+
+template <int NumLanes>
+struct LaneTypes;
+
+template <>
+struct LaneTypes<1>
+{
+    using Value = double;
+    using Mask = bool;
+};
+
+template <>
+struct LaneTypes<2>
+{
+    using Value = DoublePair;
+    using Mask = MaskPair;
+};
+
+template <int NumLanes>
+using Lanes = typename LaneTypes<NumLanes>::Value;
+template <int NumLanes>
+using LaneMask = typename LaneTypes<NumLanes>::Mask;
+
+// One value per lane, read through inGet(lane).
+template <int NumLanes, typename Get>
+inline Lanes<NumLanes> gather(Get inGet)
+{
+    if constexpr (NumLanes == 1)
+        return inGet(0);
+    else
+        return DoublePair{inGet(0), inGet(1)};
+}
+
+// Writes each lane through inPut(lane), which yields the destination.
+template <int NumLanes, typename Put>
+inline void scatter(Lanes<NumLanes> inValue, Put inPut)
+{
+    if constexpr (NumLanes == 1) {
+        inPut(0) = inValue;
+    } else {
+        inPut(0) = inValue[0];
+        inPut(1) = inValue[1];
+    }
+}
+
+template <int NumLanes>
+inline Lanes<NumLanes> splat(double inValue)
+{
+    if constexpr (NumLanes == 1)
+        return inValue;
+    else
+        return DoublePair{inValue, inValue};
+}
+
+template <int NumLanes>
+inline double lane(Lanes<NumLanes> inValue, int inLane)
+{
+    if constexpr (NumLanes == 1)
+        return inValue;
+    else
+        return inValue[inLane];
+}
+
+inline bool allLanes(bool inMask)
+{
+    return inMask;
+}
+
+inline bool allLanes(MaskPair inMask)
+{
+    return (inMask[0] & inMask[1]) != 0;
+}
+
+inline double absolute(double inValue)
+{
+    return std::fabs(inValue);
+}
+
+inline DoublePair absolute(DoublePair inValue)
+{
+    constexpr MaskPair kMagnitude = {0x7FFFFFFFFFFFFFFF, 0x7FFFFFFFFFFFFFFF};
+    return reinterpret_cast<DoublePair>(reinterpret_cast<MaskPair>(inValue) & kMagnitude);
+}
+
+// inValue with its sign bit flipped where inSignSource is negative: a
+// multiplication by copysign(1, source), exactly, but in one step.
+inline DoublePair flipSign(DoublePair inValue, DoublePair inSignSource)
+{
+    constexpr MaskPair kSign = {static_cast<std::int64_t>(0x8000000000000000), static_cast<std::int64_t>(0x8000000000000000)};
+    return reinterpret_cast<DoublePair>(reinterpret_cast<MaskPair>(inValue)
+                                        ^ (reinterpret_cast<MaskPair>(inSignSource) & kSign));
+}
+
+// The channels that one pass of the chain runs: their states and their coefficient records.
+template <int NumLanes>
+struct LaneSet
+{
+    std::array<ChannelState*, NumLanes> mStates;
+    std::array<const ChannelCoefficients*, NumLanes> mCoefficients;
+
+    // The same member of every lane's state or coefficients, as inMember(record) gives it.
+    template <typename Member>
+    auto states(Member inMember) const
+    {
+        return each(mStates, inMember);
+    }
+
+    template <typename Member>
+    auto coefficients(Member inMember) const
+    {
+        return each(mCoefficients, inMember);
+    }
+
+private:
+    template <typename Record, typename Member>
+    static auto each(const std::array<Record*, NumLanes>& inRecords, Member inMember)
+    {
+        std::array<decltype(inMember(*inRecords[0])), NumLanes> results{};
+        for (int c = 0; c < NumLanes; ++c)
+            results[c] = inMember(*inRecords[c]);
+        return results;
+    }
+};
+
+} // namespace q38

@@ -1,0 +1,288 @@
+#pragma once
+
+// The stateful nonlinear stages of a channel: the saturating integrator (a
+// transformer-like core), the bias-shift clamp and the tone section that
+// "Enable Eq" switches in. Each has a runner for one channel or both at once
+// (q38_Lanes.h); the block operations run one channel over a block.
+
+#include "q38_Lanes.h"
+#include "q38_ModelTypes.h"
+#include "q38_Sections.h"
+
+#include "dsp/cells/shapers/dsp_Shapers.h"
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+
+namespace q38 {
+
+// Glide rate of the clamp's floor and feedback, per sample.
+constexpr double kBiasGlideRate = 0.001;
+// Glide rate of the tone shelves, half that of the amplifier's filters.
+constexpr double kToneShelfGlideRate = 0.0005;
+
+// The leaky integrator: its memory loses mLossScale times what the shaper takes
+// away, and the output is the rate of change of the unshaped level. This is the
+// amplifier's form, whose shaper applies its pre and post gains.
+void runSaturatingIntegrator(const double* inSamples, double* outSamples, int inNumSamples,
+                             SaturatingIntegrator& ioIntegrator);
+
+// The output stage's form: its shaper ignores the (0 dB) pre and post gains.
+void runSaturatingIntegratorUnity(const double* inSamples, double* outSamples, int inNumSamples,
+                                  SaturatingIntegrator& ioIntegrator);
+
+// One-sided clamp from below with a 5 Hz low-passed feedback of what it cuts
+// off; floor and feedback glide to their targets after each sample.
+void runBiasShiftClamp(const double* inSamples, double* outSamples, int inNumSamples,
+                       const ChannelCoefficients& inCoefficients, ChannelState& ioState);
+
+// Output shaper, the two tone shelves, two fixed bells and the output integrator.
+void ToneSection(const double* inSamples, double* outSamples, int inNumSamples,
+                 const ChannelCoefficients& inCoefficients, ChannelState& ioState);
+
+// --- Runners ---------------------------------------------------------------------------
+// One channel evaluates the cell library's curves; a pair evaluates the same
+// formulas lane by lane with selections.
+
+template <int NumLanes>
+struct ClipRunner
+{
+    using Value = Lanes<NumLanes>;
+    Value mUpper, mLower;
+
+    void load(const std::array<const dsp::ClipLimits*, NumLanes>& inLimits)
+    {
+        mUpper = gather<NumLanes>([&](int c) { return inLimits[c]->mUpper; });
+        mLower = gather<NumLanes>([&](int c) { return inLimits[c]->mLower; });
+    }
+
+    // As the vector threshold: below the lower limit, within, else (NaN too) the upper one.
+    Q38_SAMPLE_INLINE Value tick(Value inX) const
+    {
+        if constexpr (NumLanes == 1)
+            return dsp::clipSample(inX, {mUpper, mLower});
+        else
+            return inX < mLower ? mLower : (inX <= mUpper ? inX : mUpper);
+    }
+};
+
+template <int NumLanes, bool UnityShaper>
+struct SaturatingIntegratorRunner
+{
+    using Value = Lanes<NumLanes>;
+    Value mInputScale, mOutputScale, mLeak, mLossScale, mState, mPrevious;
+    // The shaper, lane by lane.
+    Value mPreGain, mPostGain, mSlope, mOffset, mKneeLow, mKneeHigh, mKneeA, mKneeB, mKneeC;
+    dsp::SoftKneeShaper mShaper;  // the single channel's, for the cell library's curve
+
+    void load(const std::array<SaturatingIntegrator*, NumLanes>& inIntegrators)
+    {
+        const auto field = [&](double SaturatingIntegrator::*inField) {
+            return gather<NumLanes>([&](int c) { return inIntegrators[c]->*inField; });
+        };
+        const auto shaper = [&](double dsp::SoftKneeShaper::*inField) {
+            return gather<NumLanes>([&](int c) { return inIntegrators[c]->mShaper.*inField; });
+        };
+        mInputScale = field(&SaturatingIntegrator::mInputScale);
+        mOutputScale = field(&SaturatingIntegrator::mOutputScale);
+        mLeak = field(&SaturatingIntegrator::mLeak);
+        mLossScale = field(&SaturatingIntegrator::mLossScale);
+        mState = field(&SaturatingIntegrator::mState);
+        mPrevious = field(&SaturatingIntegrator::mPrevious);
+        mPreGain = shaper(&dsp::SoftKneeShaper::mPreGain);
+        mPostGain = shaper(&dsp::SoftKneeShaper::mPostGain);
+        mSlope = shaper(&dsp::SoftKneeShaper::mSlope);
+        mOffset = shaper(&dsp::SoftKneeShaper::mOffset);
+        mKneeLow = shaper(&dsp::SoftKneeShaper::mKneeLow);
+        mKneeHigh = shaper(&dsp::SoftKneeShaper::mKneeHigh);
+        mKneeA = shaper(&dsp::SoftKneeShaper::mKneeA);
+        mKneeB = shaper(&dsp::SoftKneeShaper::mKneeB);
+        mKneeC = shaper(&dsp::SoftKneeShaper::mKneeC);
+        mShaper = inIntegrators[0]->mShaper;
+    }
+
+    void store(const std::array<SaturatingIntegrator*, NumLanes>& inIntegrators) const
+    {
+        scatter<NumLanes>(mState, [&](int c) -> double& { return inIntegrators[c]->mState; });
+        scatter<NumLanes>(mPrevious, [&](int c) -> double& { return inIntegrators[c]->mPrevious; });
+    }
+
+    Q38_SAMPLE_INLINE Value shape(Value inV) const
+    {
+        if constexpr (NumLanes == 1) {
+            return UnityShaper ? dsp::evaluateSoftKneeShaperUnity(mShaper, inV)
+                               : dsp::evaluateSoftKneeShaper(mShaper, inV);
+        } else {
+            // With s = copysign(1, v), s * v is |v| and a product with s a sign
+            // flip; a zero v, the one case where s is 0, takes the first arm either way.
+            if constexpr (UnityShaper) {
+                const Value a = absolute(inV);
+                const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV);
+                const Value line = flipSign(a * mSlope + mOffset, inV);
+                return a <= mKneeLow ? inV : (a <= mKneeHigh ? knee : line);
+            } else {
+                const Value a = absolute(inV) * mPreGain;
+                const Value linear = mPreGain * mPostGain * inV;
+                const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV) * mPostGain;
+                const Value line = flipSign(a * mSlope + mOffset, inV) * mPostGain;
+                return a <= mKneeLow ? linear : (a <= mKneeHigh ? knee : line);
+            }
+        }
+    }
+
+    Q38_SAMPLE_INLINE Value tick(Value inX)
+    {
+        const Value v = inX * mInputScale + mState;
+        const Value f = shape(v);
+        mState = (v - (v - f) * mLossScale) * mLeak;
+        const Value y = (v - mPrevious) * mOutputScale;
+        mPrevious = v;
+        return y;
+    }
+};
+
+// Where the clamp does not act for a long time, its feedback decays into the
+// subnormal range and can come to rest on a subnormal value, which the
+// processor computes slowly. Resting there, it changes no bits: a sample well
+// above the floor and far from zero leaves the clamp's output equal to its
+// input and the memories as they are. Such samples skip the arithmetic, with
+// the same result; the glides go on as ever.
+template <int NumLanes>
+struct BiasShiftClampRunner
+{
+    using Value = Lanes<NumLanes>;
+    Value mB0, mB1, mA1, mMemory, mShift, mFloor, mFeedback, mFloorTarget, mFeedbackTarget;
+    bool mResting;
+
+    // Below this, a subtraction of a subnormal could change the sample.
+    static constexpr double kSmallestPassed = 0x1p-900;
+
+    // The feedback's memories give themselves back for a sample with no cut, and
+    // its product with the feedback gain is far below a passed sample's last bit.
+    static bool isResting(const ChannelState& inState, const ChannelCoefficients& inCoefficients)
+    {
+        const double shift = inState.mBiasShift;
+        const double memory = inState.mBiasLowPassMemory;
+        const double nextShift = 0.0 * inState.mBiasLowPass[0] + memory;
+        const double nextMemory = 0.0 * inState.mBiasLowPass[1] - inState.mBiasLowPass[3] * nextShift;
+        return std::fabs(shift) < 0x1p-1022 && std::fabs(inState.mBiasFeedback) <= 2.0
+               && std::fabs(inCoefficients.mBiasFeedback) <= 2.0
+               && std::bit_cast<std::uint64_t>(nextShift) == std::bit_cast<std::uint64_t>(shift)
+               && std::bit_cast<std::uint64_t>(nextMemory) == std::bit_cast<std::uint64_t>(memory);
+    }
+
+    void load(const LaneSet<NumLanes>& inLanes)
+    {
+        const auto state = [&](auto inGet) { return gather<NumLanes>([&](int c) { return inGet(*inLanes.mStates[c]); }); };
+        mB0 = state([](const ChannelState& s) { return s.mBiasLowPass[0]; });
+        mB1 = state([](const ChannelState& s) { return s.mBiasLowPass[1]; });
+        mA1 = state([](const ChannelState& s) { return s.mBiasLowPass[3]; });
+        mMemory = state([](const ChannelState& s) { return s.mBiasLowPassMemory; });
+        mShift = state([](const ChannelState& s) { return s.mBiasShift; });
+        mFloor = state([](const ChannelState& s) { return s.mBiasFloor; });
+        mFeedback = state([](const ChannelState& s) { return s.mBiasFeedback; });
+        mFloorTarget = gather<NumLanes>([&](int c) { return inLanes.mCoefficients[c]->mBiasFloor; });
+        mFeedbackTarget = gather<NumLanes>([&](int c) { return inLanes.mCoefficients[c]->mBiasFeedback; });
+        mResting = true;
+        for (int c = 0; c < NumLanes; ++c)
+            mResting = mResting && isResting(*inLanes.mStates[c], *inLanes.mCoefficients[c]);
+    }
+
+    void store(const LaneSet<NumLanes>& inLanes) const
+    {
+        scatter<NumLanes>(mMemory, [&](int c) -> double& { return inLanes.mStates[c]->mBiasLowPassMemory; });
+        scatter<NumLanes>(mShift, [&](int c) -> double& { return inLanes.mStates[c]->mBiasShift; });
+        scatter<NumLanes>(mFloor, [&](int c) -> double& { return inLanes.mStates[c]->mBiasFloor; });
+        scatter<NumLanes>(mFeedback, [&](int c) -> double& { return inLanes.mStates[c]->mBiasFeedback; });
+    }
+
+    Q38_SAMPLE_INLINE Value tick(Value inX)
+    {
+        Value v = inX;
+        if (!(mResting && allLanes(absolute(inX) >= kSmallestPassed && inX > mFloor))) {
+            mResting = false;
+            v = inX - mShift * mFeedback;
+            v = v <= mFloor ? mFloor : v;
+            const Value e = inX - v;
+            mShift = e * mB0 + mMemory;
+            mMemory = e * mB1 - mA1 * mShift;
+        }
+        // No pending flag: after a reset both rise from 0.
+        mFeedback += (mFeedbackTarget - mFeedback) * kBiasGlideRate;
+        mFloor += (mFloorTarget - mFloor) * kBiasGlideRate;
+        return v;
+    }
+};
+
+template <int NumLanes>
+struct ToneSectionRunner
+{
+    using Value = Lanes<NumLanes>;
+    Value mCubic, mLinear, mDenominator, mLimit;
+    dsp::RationalTanhShaper mShaper;  // the single channel's, for the cell library's curve
+    GlidingBiquadRunner<NumLanes> mLowShelf;
+    GlidingBiquadRunner<NumLanes> mHighShelf;
+    BiquadRunner<NumLanes> mFirstBell;
+    BiquadRunner<NumLanes> mSecondBell;
+    SaturatingIntegratorRunner<NumLanes, true> mOutputCore;
+
+    // The caller has taken the shelves' pending targets.
+    void load(const LaneSet<NumLanes>& inLanes)
+    {
+        const auto tanh = [&](double dsp::RationalTanhShaper::*inField) {
+            return gather<NumLanes>([&](int c) { return inLanes.mStates[c]->mOutputTanh.*inField; });
+        };
+        mCubic = tanh(&dsp::RationalTanhShaper::mCubic);
+        mLinear = tanh(&dsp::RationalTanhShaper::mLinear);
+        mDenominator = tanh(&dsp::RationalTanhShaper::mDenominator);
+        mLimit = tanh(&dsp::RationalTanhShaper::mLimit);
+        mShaper = inLanes.mStates[0]->mOutputTanh;
+        mLowShelf.load(inLanes.states([](ChannelState& s) { return &s.mLowShelf; }),
+                       inLanes.coefficients([](const ChannelCoefficients& c) -> const double* { return c.mLowShelf; }),
+                       kToneShelfGlideRate);
+        mHighShelf.load(inLanes.states([](ChannelState& s) { return &s.mHighShelf; }),
+                        inLanes.coefficients([](const ChannelCoefficients& c) -> const double* { return c.mHighShelf; }),
+                        kToneShelfGlideRate);
+        mFirstBell.load(inLanes.states([](ChannelState& s) { return &s.mFirstBell; }));
+        mSecondBell.load(inLanes.states([](ChannelState& s) { return &s.mSecondBell; }));
+        mOutputCore.load(inLanes.states([](ChannelState& s) { return &s.mOutputCore; }));
+    }
+
+    void store(const LaneSet<NumLanes>& inLanes) const
+    {
+        mLowShelf.store(inLanes.states([](ChannelState& s) { return &s.mLowShelf; }));
+        mHighShelf.store(inLanes.states([](ChannelState& s) { return &s.mHighShelf; }));
+        mFirstBell.store(inLanes.states([](ChannelState& s) { return &s.mFirstBell; }));
+        mSecondBell.store(inLanes.states([](ChannelState& s) { return &s.mSecondBell; }));
+        mOutputCore.store(inLanes.states([](ChannelState& s) { return &s.mOutputCore; }));
+    }
+
+    Q38_SAMPLE_INLINE Value shape(Value inX) const
+    {
+        if constexpr (NumLanes == 1) {
+            return dsp::evaluateRationalTanhShaper(mShaper, inX);
+        } else {
+            Value y = (inX * inX * inX * mCubic + inX * mLinear) / (inX * inX + mDenominator);
+            y = y < -mLimit ? -mLimit : y;
+            return y > mLimit ? mLimit : y;
+        }
+    }
+
+    // Everything ahead of the output stage.
+    Q38_SAMPLE_INLINE Value filterStage(Value inX)
+    {
+        Value x = shape(inX);
+        x = mLowShelf.tick(x);
+        x = mHighShelf.tick(x);
+        x = mFirstBell.tick(x);
+        return mSecondBell.tick(x);
+    }
+
+    Q38_SAMPLE_INLINE Value tick(Value inX)
+    {
+        return mOutputCore.tick(filterStage(inX));
+    }
+};
+
+} // namespace q38

@@ -1,0 +1,57 @@
+#pragma once
+
+// Collects the notices of failed checks while it lives and puts the previous
+// notice handler back afterwards.
+
+#include "core/core_Assert.h"
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace q38test {
+
+class NoticeCapture
+{
+public:
+    NoticeCapture()
+        : mPrevious(core::setNoticeHandler([this](const core::AssertionNotice& inNotice) { mNotices.push_back(inNotice); }))
+    {
+    }
+    ~NoticeCapture() { core::setNoticeHandler(std::move(mPrevious)); }
+    NoticeCapture(const NoticeCapture&) = delete;
+    NoticeCapture& operator=(const NoticeCapture&) = delete;
+
+    const std::vector<core::AssertionNotice>& notices() const { return mNotices; }
+    std::size_t size() const { return mNotices.size(); }
+    bool empty() const { return mNotices.empty(); }
+    void clear() { mNotices.clear(); }
+
+    // The head of each report, up to " in file '": "Assertion 'x' failed" or
+    // "Generic assertion failed".
+    std::vector<std::string> heads() const
+    {
+        std::vector<std::string> result;
+        for (const core::AssertionNotice& notice : mNotices)
+            result.push_back(notice.mReport.substr(0, notice.mReport.find(" in file '")));
+        return result;
+    }
+
+    // The source file named by each report.
+    std::vector<std::string> paths() const
+    {
+        std::vector<std::string> result;
+        for (const core::AssertionNotice& notice : mNotices) {
+            const std::size_t begin = notice.mReport.find(" in file '") + 10;
+            result.push_back(notice.mReport.substr(begin, notice.mReport.find("' line ", begin) - begin));
+        }
+        return result;
+    }
+
+private:
+    std::vector<core::AssertionNotice> mNotices;
+    core::NoticeHandler mPrevious;
+};
+
+} // namespace q38test
