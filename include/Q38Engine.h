@@ -55,7 +55,8 @@ enum Q38MeterIds : int
 class Q38Engine
 {
 public:
-    virtual ~Q38Engine();
+    // Defined here, so that a host may wrap or mock the interface.
+    virtual ~Q38Engine() {}
     // Writes the default of every parameter; computes nothing.
     virtual void resetParameters() = 0;
     // Resets all audio state and redesigns every filter for the rate.

@@ -1,0 +1,146 @@
+// The price of the engine's operations as a host pays it: process on stereo
+// blocks of 32 samples, setParameter per parameter group, setSampleRate.
+//
+//   build/default/bench/q38_engine_bench --benchmark_repetitions=10
+//       --benchmark_report_aggregates_only=true
+//
+// "per_frame" is the CPU time of one stereo sample in seconds (shown with an
+// SI prefix, "n" for nanoseconds); "realtime_48k" is how many times faster
+// than real time that is at 48 kHz.
+
+#include "Q38Engine.h"
+#include "Q38EngineHooks.h"
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace {
+
+constexpr int kBlockSize = 32;
+constexpr int kSampleRate = 48000;
+
+std::unique_ptr<Q38Engine> makeEngine()
+{
+    std::unique_ptr<Q38Engine> engine(createQ38Engine());
+    q38FixHissSeed(engine.get(), 1);
+    engine->setSampleRate(kSampleRate);
+    return engine;
+}
+
+void moveEveryControl(Q38Engine& ioEngine)
+{
+    ioEngine.setParameter(kStereoMode, 1.0f);
+    ioEngine.setParameter(kCh1PhaseReverse, 1.0f);
+    ioEngine.setParameter(kCh1InputGain, 0.6f);
+    ioEngine.setParameter(kCh2InputGain, 0.4f);
+    ioEngine.setParameter(kCh1HighPassFreq, 1.0f);
+    ioEngine.setParameter(kCh2HighPassFreq, 0.5f);
+    ioEngine.setParameter(kCh1EqHighToneGain, 0.8f);
+    ioEngine.setParameter(kCh2EqHighToneGain, 0.3f);
+    ioEngine.setParameter(kCh1EqLowToneGain, 0.2f);
+    ioEngine.setParameter(kCh2EqLowToneGain, 0.9f);
+    ioEngine.setParameter(kCh1OutputTrim, 0.4f);
+    ioEngine.setParameter(kCh2OutputTrim, 0.6f);
+}
+
+// A programme-like stereo signal that repeats every second.
+struct Signal
+{
+    std::vector<float> mLeft;
+    std::vector<float> mRight;
+
+    Signal() : mLeft(kSampleRate), mRight(kSampleRate)
+    {
+        std::mt19937 generator(7);
+        std::normal_distribution<float> noise(0.0f, 0.1f);
+        for (std::size_t i = 0; i < mLeft.size(); ++i) {
+            mLeft[i] = noise(generator);
+            mRight[i] = 0.5f * mLeft[i] + noise(generator);
+        }
+    }
+};
+
+void runProcess(benchmark::State& ioState, Q38Engine& ioEngine)
+{
+    static const Signal signal;
+    std::vector<float> left(kBlockSize), right(kBlockSize);
+    float* outputs[2] = {left.data(), right.data()};
+    std::size_t position = 0;
+    for (auto _ : ioState) {
+        const float* inputs[2] = {signal.mLeft.data() + position, signal.mRight.data() + position};
+        ioEngine.process(inputs, outputs, 2, kBlockSize);
+        benchmark::DoNotOptimize(left.data());
+        benchmark::DoNotOptimize(right.data());
+        benchmark::ClobberMemory();
+        position = (position + kBlockSize) % (signal.mLeft.size() - kBlockSize);
+    }
+    const double frames = static_cast<double>(ioState.iterations()) * kBlockSize;
+    ioState.counters["per_frame"] =
+        benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    ioState.counters["realtime_48k"] = benchmark::Counter(frames / kSampleRate, benchmark::Counter::kIsRate);
+}
+
+void BM_ProcessDefaults(benchmark::State& ioState)
+{
+    auto engine = makeEngine();
+    runProcess(ioState, *engine);
+}
+BENCHMARK(BM_ProcessDefaults);
+
+void BM_ProcessEveryControlMoved(benchmark::State& ioState)
+{
+    auto engine = makeEngine();
+    moveEveryControl(*engine);
+    runProcess(ioState, *engine);
+}
+BENCHMARK(BM_ProcessEveryControlMoved);
+
+void BM_ProcessEffectOff(benchmark::State& ioState)
+{
+    auto engine = makeEngine();
+    engine->setParameter(kEnableEffect, 0.0f);
+    // Let the fade die away, so that only the bypass is measured.
+    std::vector<float> silence(kBlockSize, 0.0f);
+    float* channels[2] = {silence.data(), silence.data()};
+    for (int block = 0; block < 400; ++block)
+        engine->process(channels, channels, 1, kBlockSize);
+    runProcess(ioState, *engine);
+}
+BENCHMARK(BM_ProcessEffectOff);
+
+// One representative id per group; alternating values so that every call
+// redesigns for real.
+void BM_SetParameter(benchmark::State& ioState)
+{
+    auto engine = makeEngine();
+    const int id = static_cast<int>(ioState.range(0));
+    float value = 0.2f;
+    for (auto _ : ioState) {
+        engine->setParameter(id, value);
+        value = value < 0.5f ? 0.8f : 0.2f;
+    }
+}
+BENCHMARK(BM_SetParameter)
+    ->ArgName("id")
+    ->Arg(kEnableEffect)
+    ->Arg(kStereoLink)
+    ->Arg(kCh1OutputTrim)
+    ->Arg(kCh1InputGain)
+    ->Arg(kCh1HighPassFreq)
+    ->Arg(kCh1EqHighToneGain)
+    ->Arg(kCh1EnableEq);
+
+void BM_SetSampleRate(benchmark::State& ioState)
+{
+    auto engine = makeEngine();
+    for (auto _ : ioState)
+        engine->setSampleRate(kSampleRate);
+}
+BENCHMARK(BM_SetSampleRate);
+
+} // namespace
+
+BENCHMARK_MAIN();

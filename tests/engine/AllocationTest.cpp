@@ -1,0 +1,142 @@
+// The audio path allocates nothing. This program replaces the global
+// allocation functions with counting ones; counting is switched on per thread
+// around the calls under test.
+
+#include "EngineTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+thread_local bool tCounting = false;
+std::atomic<long> gAllocations{0};
+
+void noteAllocation()
+{
+    if (tCounting)
+        gAllocations.fetch_add(1, std::memory_order_relaxed);
+}
+
+void* allocateOrThrow(std::size_t inSize)
+{
+    noteAllocation();
+    if (void* block = std::malloc(inSize == 0 ? 1 : inSize))
+        return block;
+    throw std::bad_alloc();
+}
+
+class CountAllocations
+{
+public:
+    CountAllocations() : mStart(gAllocations.load()) { tCounting = true; }
+    ~CountAllocations() { tCounting = false; }
+    long count() const { return gAllocations.load() - mStart; }
+
+private:
+    long mStart;
+};
+
+} // namespace
+
+void* operator new(std::size_t inSize) { return allocateOrThrow(inSize); }
+void* operator new[](std::size_t inSize) { return allocateOrThrow(inSize); }
+// The factory allocates with the nothrow form; it must pair with the deletes below.
+void* operator new(std::size_t inSize, const std::nothrow_t&) noexcept
+{
+    noteAllocation();
+    return std::malloc(inSize == 0 ? 1 : inSize);
+}
+void operator delete(void* inBlock) noexcept { std::free(inBlock); }
+void operator delete[](void* inBlock) noexcept { std::free(inBlock); }
+void operator delete(void* inBlock, std::size_t) noexcept { std::free(inBlock); }
+void operator delete[](void* inBlock, std::size_t) noexcept { std::free(inBlock); }
+
+// Without a sanitizer, which brings its own, malloc is counted as well.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+extern "C" {
+void* __libc_malloc(std::size_t);
+void* __libc_calloc(std::size_t, std::size_t);
+void* __libc_realloc(void*, std::size_t);
+void __libc_free(void*);
+
+void* malloc(std::size_t inSize)
+{
+    noteAllocation();
+    return __libc_malloc(inSize);
+}
+void* calloc(std::size_t inCount, std::size_t inSize)
+{
+    noteAllocation();
+    return __libc_calloc(inCount, inSize);
+}
+void* realloc(void* inBlock, std::size_t inSize)
+{
+    noteAllocation();
+    return __libc_realloc(inBlock, inSize);
+}
+void free(void* inBlock)
+{
+    __libc_free(inBlock);
+}
+}
+#endif
+
+using namespace enginetest;
+
+TEST(Allocation, TheCounterSeesAllocations)
+{
+    CountAllocations counter;
+    delete new int(3);
+    void* block = std::malloc(16);
+    std::free(block);
+    EXPECT_GE(counter.count(), 1);
+}
+
+TEST(Allocation, ProcessAllocatesNothing)
+{
+    q38::Q38PrivateEngine engine;
+    engine.setSampleRate(48000);
+    for (int id = 1; id < kNumParameters; ++id)
+        engine.setParameter(id, 0.8f);
+    std::vector<float> left = randomSignal(32, 0.5f, 51), right = randomSignal(32, 0.5f, 52);
+    float* channels[2] = {left.data(), right.data()};
+
+    long allocations = 0;
+    {
+        CountAllocations counter;
+        for (int block = 0; block < 2000; ++block) {
+            engine.process(channels, channels, block % 7 == 0 ? 1 : 2, 1 + block % 32);
+            if (block == 500)
+                engine.setParameter(kEnableEffect, 0.0f);  // fade out and into bypass
+            if (block == 1500)
+                engine.setParameter(kEnableEffect, 1.0f);
+        }
+        allocations = counter.count();
+    }
+    EXPECT_EQ(allocations, 0);
+}
+
+TEST(Allocation, ParameterChangesAndQueriesAllocateNothing)
+{
+    q38::Q38PrivateEngine engine;
+    engine.setSampleRate(48000);
+    char text[32];
+    long allocations = 0;
+    {
+        CountAllocations counter;
+        for (int id = 0; id < kNumParameters; ++id) {
+            engine.setParameter(id, 0.3f);
+            engine.setParameter(id, 0.9f);
+            engine.getValueText(id, text, sizeof text);
+            engine.getParameterName(id, text, sizeof text);
+            engine.getPhysicalValue(id);
+        }
+        engine.getMeterValue(kCh2Meter);
+        allocations = counter.count();
+    }
+    EXPECT_EQ(allocations, 0);
+}
