@@ -1,0 +1,121 @@
+#pragma once
+
+// Sound files in and out, through libsndfile, with the renderer's safety
+// rules: an output never replaces the input (also not through another name of
+// the same file), is written to a temporary file beside its destination and
+// only takes the destination's name once everything has been written.
+
+#include <sndfile.h>
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string>
+
+namespace cli {
+
+constexpr int kLowestSampleRate = 8000;
+constexpr int kHighestSampleRate = 384000;
+
+// Which file a path names, whatever links lead to it.
+struct FileIdentity
+{
+    dev_t mDevice = 0;
+    ino_t mInode = 0;
+    bool operator==(const FileIdentity&) const = default;
+};
+
+class InputFile
+{
+public:
+    // Opens a mono or stereo file at a supported rate or throws Error.
+    explicit InputFile(const std::filesystem::path& inPath);
+    ~InputFile();
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    int channels() const { return mInfo.channels; }
+    int sampleRate() const { return mInfo.samplerate; }
+    sf_count_t frames() const { return mInfo.frames; }
+    const FileIdentity& identity() const { return mIdentity; }
+    // "WAV, 24 bit" and the like.
+    std::string formatName() const;
+
+    // Up to inFrames interleaved frames; fewer only at the end of the file.
+    sf_count_t read(float* outInterleaved, sf_count_t inFrames);
+
+private:
+    std::filesystem::path mPath;
+    int mDescriptor = -1;
+    SNDFILE* mFile = nullptr;
+    SF_INFO mInfo{};
+    FileIdentity mIdentity;
+};
+
+struct OutputFormat
+{
+    int mFormat = 0; // major format | subtype, as libsndfile takes it
+    std::string mDescription;
+};
+
+// The format named by the output's extension with its default subtype
+// (32-bit float where the format has one), or with inSubtype such as "PCM_24".
+OutputFormat chooseOutputFormat(const std::filesystem::path& inPath, const std::string& inSubtype, int inChannels,
+                                int inSampleRate);
+
+// Refuses, before any work, to write over the input or, without
+// inOverwrite, over an existing file.
+void checkOutputPath(const std::filesystem::path& inPath, const FileIdentity* inInput, bool inOverwrite);
+
+// A file being written under a temporary name in its destination's folder.
+// It takes the destination's name at commit; until then, or on any failure,
+// nothing but the temporary file exists, and the destructor removes it.
+class TemporaryFile
+{
+public:
+    TemporaryFile(const std::filesystem::path& inDestination, const FileIdentity* inInput, bool inOverwrite);
+    ~TemporaryFile();
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    int descriptor() const { return mDescriptor; }
+    const std::filesystem::path& destination() const { return mDestination; }
+    // Writes all bytes or throws Error naming the destination.
+    void write(const void* inData, std::size_t inSize);
+    // Writes what it can; on a short write the reason stays in lastError().
+    std::size_t writeSome(const void* inData, std::size_t inSize);
+    int lastError() const { return mError; }
+    [[noreturn]] void fail(const std::string& inReason) const;
+    void commit();
+
+private:
+    std::filesystem::path mDestination;
+    std::filesystem::path mTemporary;
+    const FileIdentity* mInput;
+    bool mOverwrite;
+    int mDescriptor = -1;
+    int mError = 0;
+    int mSlot = -1;
+};
+
+class OutputFile
+{
+public:
+    OutputFile(const std::filesystem::path& inPath, const OutputFormat& inFormat, int inChannels, int inSampleRate,
+               const FileIdentity* inInput, bool inOverwrite);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    void write(const float* inInterleaved, sf_count_t inFrames);
+    void commit();
+
+private:
+    TemporaryFile mTemporary;
+    SNDFILE* mFile = nullptr;
+};
+
+// A small text file, written the same careful way.
+void writeTextFile(const std::filesystem::path& inPath, const std::string& inText, const FileIdentity* inInput,
+                   bool inOverwrite);
+
+} // namespace cli

@@ -1,0 +1,226 @@
+#include "cli_Render.h"
+
+#include "Q38EngineHooks.h"
+#include "cli_AudioFile.h"
+#include "cli_Error.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <sstream>
+#include <vector>
+
+namespace cli {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr sf_count_t kChunkFrames = 8192;
+
+double toDecibels(double inPower, double inFactor)
+{
+    return inPower > 0.0 ? inFactor * std::log10(inPower) : -INFINITY;
+}
+
+// Shown on standard error once a render has taken a second, and only on a
+// terminal; redrawn a few times a second.
+class ProgressBar
+{
+public:
+    ProgressBar(bool inEnabled, sf_count_t inTotalFrames, int inSampleRate)
+        : mEnabled(inEnabled && inTotalFrames > 0 && ::isatty(STDERR_FILENO)), mTotal(inTotalFrames),
+          mSampleRate(inSampleRate), mStart(Clock::now()), mLastDraw(mStart)
+    {
+    }
+    ~ProgressBar() { finish(); }
+
+    void update(sf_count_t inDone)
+    {
+        if (!mEnabled)
+            return;
+        const Clock::time_point now = Clock::now();
+        if (now - mStart < std::chrono::seconds(1) || (mDrawn && now - mLastDraw < std::chrono::milliseconds(100)))
+            return;
+        mLastDraw = now;
+        mDrawn = true;
+        const double fraction = std::clamp(double(inDone) / double(mTotal), 0.0, 1.0);
+        const double elapsed = std::chrono::duration<double>(now - mStart).count();
+        const double remaining = fraction > 0.0 ? elapsed * (1.0 - fraction) / fraction : 0.0;
+        constexpr int kWidth = 30;
+        const int filled = static_cast<int>(fraction * kWidth);
+        std::fprintf(stderr, "\r[%.*s%*s] %3d%%  %.1f of %.1f s  about %.0f s left\033[K", filled,
+                     "##############################", kWidth - filled, "", static_cast<int>(fraction * 100.0),
+                     double(inDone) / mSampleRate, double(mTotal) / mSampleRate, std::ceil(remaining));
+        std::fflush(stderr);
+    }
+
+    void finish()
+    {
+        if (mDrawn) {
+            std::fputs("\r\033[K", stderr);
+            std::fflush(stderr);
+            mDrawn = false;
+        }
+    }
+
+private:
+    bool mEnabled;
+    sf_count_t mTotal;
+    int mSampleRate;
+    Clock::time_point mStart;
+    Clock::time_point mLastDraw;
+    bool mDrawn = false;
+};
+
+struct EngineDeleter
+{
+    void operator()(Q38Engine* inEngine) const { delete inEngine; }
+};
+
+bool sameBits(float inA, float inB)
+{
+    return std::memcmp(&inA, &inB, sizeof inA) == 0;
+}
+
+} // namespace
+
+void Levels::add(const float* inSamples, std::size_t inCount)
+{
+    for (std::size_t index = 0; index < inCount; ++index) {
+        const double sample = inSamples[index];
+        mPeak = std::max(mPeak, std::fabs(sample));
+        mSumOfSquares += sample * sample;
+    }
+    mCount += static_cast<long long>(inCount);
+}
+
+std::string formatDecibels(double inDecibels)
+{
+    if (std::isinf(inDecibels))
+        return "-inf";
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f", inDecibels);
+    return text;
+}
+
+double Levels::peakDb() const
+{
+    return toDecibels(mPeak, 20.0);
+}
+
+double Levels::rmsDb() const
+{
+    return mCount > 0 ? toDecibels(mSumOfSquares / double(mCount), 10.0) : -INFINITY;
+}
+
+RenderResult render(const RenderJob& inJob)
+{
+    InputFile input(inJob.mInput);
+    const int channels = input.channels();
+    const FileIdentity& inputIdentity = input.identity();
+    const OutputFormat format = chooseOutputFormat(inJob.mOutput, inJob.mSubtype, channels, input.sampleRate());
+    checkOutputPath(inJob.mOutput, &inputIdentity, inJob.mOverwrite);
+    if (inJob.mPresetPath)
+        checkOutputPath(*inJob.mPresetPath, &inputIdentity, inJob.mOverwrite);
+
+    std::unique_ptr<Q38Engine, EngineDeleter> engine(createQ38Engine());
+    if (!engine)
+        throw Error("cannot create the engine");
+    if (inJob.mSeed)
+        q38FixHissSeed(engine.get(), *inJob.mSeed);
+    engine->setSampleRate(input.sampleRate());
+    // The engine starts at its defaults; only the differences go in.
+    for (int id = 0; id < kNumParameters; ++id)
+        if (const float value = inJob.mValues[static_cast<std::size_t>(id)];
+            !sameBits(value, engine->getParameterValue(id)))
+            engine->setParameter(id, value);
+
+    RenderResult result;
+    result.mChannels = channels;
+    result.mSampleRate = input.sampleRate();
+    result.mInputFormat = input.formatName();
+    result.mOutputFormat = format.mDescription;
+    const bool clips = (format.mFormat & SF_FORMAT_SUBMASK) != SF_FORMAT_FLOAT &&
+                       (format.mFormat & SF_FORMAT_SUBMASK) != SF_FORMAT_DOUBLE;
+
+    OutputFile output(inJob.mOutput, format, channels, input.sampleRate(), &inputIdentity, inJob.mOverwrite);
+    ProgressBar progress(inJob.mShowProgress, input.frames(), input.sampleRate());
+    std::vector<float> chunkIn(static_cast<std::size_t>(kChunkFrames * channels));
+    std::vector<float> chunkOut(chunkIn.size());
+    float blockIn[kQ38MaxNumChannels][kQ38MaxBufferSize];
+    float blockOut[kQ38MaxNumChannels][kQ38MaxBufferSize];
+    const float* inputs[kQ38MaxNumChannels] = {blockIn[0], blockIn[1]};
+    float* outputs[kQ38MaxNumChannels] = {blockOut[0], blockOut[1]};
+
+    const Clock::time_point start = Clock::now();
+    while (const sf_count_t frames = input.read(chunkIn.data(), kChunkFrames)) {
+        for (sf_count_t position = 0; position < frames; position += kQ38MaxBufferSize) {
+            const int count = static_cast<int>(std::min<sf_count_t>(kQ38MaxBufferSize, frames - position));
+            const float* source = chunkIn.data() + position * channels;
+            for (int index = 0; index < count; ++index)
+                for (int channel = 0; channel < channels; ++channel)
+                    blockIn[channel][index] = source[index * channels + channel];
+            engine->process(inputs, outputs, channels, count);
+            float* destination = chunkOut.data() + position * channels;
+            for (int index = 0; index < count; ++index)
+                for (int channel = 0; channel < channels; ++channel)
+                    destination[index * channels + channel] = blockOut[channel][index];
+            for (int meter = 0; meter < kNumMeters; ++meter)
+                result.mMeterPeak[meter] = std::max(result.mMeterPeak[meter], engine->getMeterValue(meter));
+        }
+        const std::size_t samples = static_cast<std::size_t>(frames * channels);
+        result.mInputLevels.add(chunkIn.data(), samples);
+        result.mOutputLevels.add(chunkOut.data(), samples);
+        if (clips)
+            result.mClippedSamples += std::count_if(chunkOut.begin(), chunkOut.begin() + static_cast<long>(samples),
+                                                    [](float inSample) { return std::fabs(inSample) > 1.0f; });
+        output.write(chunkOut.data(), frames);
+        result.mFrames += frames;
+        progress.update(result.mFrames);
+    }
+    progress.finish();
+    output.commit();
+    result.mWorkSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+    if (inJob.mPresetPath)
+        writeTextFile(*inJob.mPresetPath, inJob.mPresetText, &inputIdentity, inJob.mOverwrite);
+    return result;
+}
+
+std::string describeRender(const RenderJob& inJob, const RenderResult& inResult)
+{
+    const double seconds = double(inResult.mFrames) / inResult.mSampleRate;
+    std::ostringstream text;
+    char line[256];
+    text << inJob.mInput.string() << " -> " << inJob.mOutput.string() << "\n";
+    std::snprintf(line, sizeof line, "  %s, %d Hz, %.3f s (%lld frames); %s -> %s\n",
+                  inResult.mChannels == 1 ? "mono" : "stereo", inResult.mSampleRate, seconds,
+                  static_cast<long long>(inResult.mFrames), inResult.mInputFormat.c_str(),
+                  inResult.mOutputFormat.c_str());
+    text << line;
+    if (inResult.mWorkSeconds > 0.0)
+        std::snprintf(line, sizeof line, "  rendered in %.2f s, %.1fx real time\n", inResult.mWorkSeconds,
+                      seconds / inResult.mWorkSeconds);
+    else
+        std::snprintf(line, sizeof line, "  rendered in no measurable time\n");
+    text << line;
+    text << "  peak " << formatDecibels(inResult.mInputLevels.peakDb()) << " dBFS in, "
+         << formatDecibels(inResult.mOutputLevels.peakDb()) << " dBFS out; RMS "
+         << formatDecibels(inResult.mInputLevels.rmsDb()) << " dBFS in, "
+         << formatDecibels(inResult.mOutputLevels.rmsDb()) << " dBFS out\n";
+    std::snprintf(line, sizeof line, "  highest meter reading: ch1 %.3f, ch2 %.3f\n", inResult.mMeterPeak[0],
+                  inResult.mMeterPeak[1]);
+    text << line;
+    if (inResult.mClippedSamples > 0)
+        text << "  " << inResult.mClippedSamples << " samples clipped at full scale\n";
+    if (inJob.mPresetPath)
+        text << "  settings saved to " << inJob.mPresetPath->string() << "\n";
+    return text.str();
+}
+
+} // namespace cli

@@ -1,0 +1,65 @@
+#pragma once
+
+// One file through the engine: read in chunks, process in blocks of at most
+// kQ38MaxBufferSize samples, write, and measure along the way.
+
+#include "cli_Parameters.h"
+
+#include <sndfile.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace cli {
+
+// Peak and RMS over all samples of all channels.
+struct Levels
+{
+    double mPeak = 0.0;
+    double mSumOfSquares = 0.0;
+    long long mCount = 0;
+
+    void add(const float* inSamples, std::size_t inCount);
+    double peakDb() const;
+    double rmsDb() const; // a full-scale sine reads -3 dBFS
+};
+
+// "-18.3", or "-inf" for silence.
+std::string formatDecibels(double inDecibels);
+
+struct RenderJob
+{
+    std::filesystem::path mInput;
+    std::filesystem::path mOutput;
+    std::string mSubtype;
+    bool mOverwrite = false;
+    bool mShowProgress = true; // also needs standard error to be a terminal
+    std::optional<unsigned long long> mSeed;
+    ParameterValues mValues{};
+    // Written after the sound file, when a render succeeded.
+    std::optional<std::filesystem::path> mPresetPath;
+    std::string mPresetText;
+};
+
+struct RenderResult
+{
+    int mChannels = 0;
+    int mSampleRate = 0;
+    sf_count_t mFrames = 0;
+    std::string mInputFormat;
+    std::string mOutputFormat;
+    double mWorkSeconds = 0.0;
+    Levels mInputLevels;
+    Levels mOutputLevels;
+    float mMeterPeak[kNumMeters] = {}; // highest reading seen per meter
+    long long mClippedSamples = 0;     // beyond full scale in an integer format
+};
+
+// Throws Error; on any failure no output file is left behind.
+RenderResult render(const RenderJob& inJob);
+
+// A few lines for standard output.
+std::string describeRender(const RenderJob& inJob, const RenderResult& inResult);
+
+} // namespace cli
