@@ -1,11 +1,9 @@
 #pragma once
 
-// Shared helpers of the engine tests: a look inside the engine, a capturing
-// notice handler and a few signal helpers.
+// A look inside the engine for the tests, and a few signal helpers.
 
 #include "Q38Engine.h"
 #include "Q38EngineHooks.h"
-#include "core/core_Assert.h"
 #include "model/q38_ControlMapping.h"
 #include "model/q38_ModelEngine.h"
 #include "model/q38_Parameters.h"
@@ -18,7 +16,6 @@
 #include <mutex>
 #include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace q38 {
@@ -29,9 +26,7 @@ using CoefficientBytes = std::array<unsigned char, sizeof(ModelCoefficients)>;
 struct EngineInspector
 {
     static ModelState& state(Q38PrivateEngine& inEngine) { return *inEngine.mModelState; }
-
-    // The audio thread's copy, as the last process took it.
-    static const ModelCoefficients& audio(Q38PrivateEngine& inEngine) { return inEngine.audioCoefficients(); }
+    static float sampleRate(Q38PrivateEngine& inEngine) { return inEngine.mSampleRate.load(); }
 
     static CoefficientBytes bytesOf(const ModelCoefficients& inBlock)
     {
@@ -39,33 +34,43 @@ struct EngineInspector
         std::memcpy(bytes.data(), &inBlock, sizeof inBlock);
         return bytes;
     }
+    static const ModelCoefficients& blockOf(const CoefficientBytes& inBytes)
+    {
+        return *reinterpret_cast<const ModelCoefficients*>(inBytes.data());
+    }
 
-    // The published block, taken under the engine's lock.
+    // The audio thread's copy, as the last process took it.
+    static CoefficientBytes audio(Q38PrivateEngine& inEngine) { return bytesOf(inEngine.audioCoefficients()); }
+
+    // Under the engine's lock.
     static CoefficientBytes published(Q38PrivateEngine& inEngine)
     {
         std::lock_guard<std::mutex> lock(inEngine.mCoefficientMutex);
         return bytesOf(*inEngine.mPublishedCoefficients);
     }
-
     static CoefficientBytes edit(Q38PrivateEngine& inEngine)
     {
         std::lock_guard<std::mutex> lock(inEngine.mCoefficientMutex);
         return bytesOf(*inEngine.mEditCoefficients);
     }
 
-    // The blocks come uncleared from the allocator; zeroing them gives two
-    // engines equal bytes between the fields, so that blocks compare whole.
+    // What a full redesign from the stored parameters gives, starting from
+    // inBlock so that the bytes between the fields compare equal.
+    static CoefficientBytes fullUpdate(Q38PrivateEngine& inEngine, const CoefficientBytes& inBlock)
+    {
+        alignas(ModelCoefficients) CoefficientBytes block = inBlock;
+        float parameters[kNumParameters];
+        inEngine.readParameters(parameters);
+        updateAll(parameters, inEngine.mSampleRate.load(), *reinterpret_cast<ModelCoefficients*>(block.data()));
+        return block;
+    }
+
+    // The blocks come uncleared from the allocator; cleared, two engines'
+    // blocks compare whole.
     static void clearBlocks(Q38PrivateEngine& inEngine)
     {
         for (ModelCoefficients* block : inEngine.mCoefficientStorage)
             std::memset(static_cast<void*>(block), 0, sizeof *block);
-    }
-
-    static float sampleRate(Q38PrivateEngine& inEngine) { return inEngine.mSampleRate.load(); }
-
-    static void readParameters(Q38PrivateEngine& inEngine, float (&outParameters)[kNumParameters])
-    {
-        inEngine.readParameters(outParameters);
     }
 };
 
@@ -73,41 +78,17 @@ struct EngineInspector
 
 namespace enginetest {
 
+using q38::EngineInspector;
 using q38test::NoticeCapture;
 
-// The notices so far; the capture starts afresh.
-inline std::vector<core::AssertionNotice> takeNotices(NoticeCapture& ioCapture)
-{
-    std::vector<core::AssertionNotice> notices = ioCapture.notices();
-    ioCapture.clear();
-    return notices;
-}
+inline const std::string kIdExpression = "inParameterId >= 0 && inParameterId < Q38ParameterIds::kNumParameters";
+inline const std::string kValueExpression = "inNormalizedValue >= 0 && inNormalizedValue <= 1";
 
 // The notice text of an interface check.
 inline std::string interfaceNotice(const std::string& inExpression, const std::string& inMessage)
 {
     return "Assertion '" + inExpression + "' failed.\n" + inMessage;
 }
-
-inline const std::string kIdExpression = "inParameterId >= 0 && inParameterId < Q38ParameterIds::kNumParameters";
-inline const std::string kValueExpression = "inNormalizedValue >= 0 && inNormalizedValue <= 1";
-
-// A stereo block of host floats with pointer arrays ready for process.
-struct HostBlock
-{
-    std::vector<float> mLeft;
-    std::vector<float> mRight;
-    const float* mInputs[2];
-    float* mOutputs[2];
-
-    explicit HostBlock(int inNumSamples) : mLeft(inNumSamples), mRight(inNumSamples)
-    {
-        mInputs[0] = mLeft.data();
-        mInputs[1] = mRight.data();
-        mOutputs[0] = mLeft.data();
-        mOutputs[1] = mRight.data();
-    }
-};
 
 inline std::vector<float> randomSignal(std::size_t inLength, float inLevel, std::uint32_t inSeed)
 {
@@ -124,12 +105,12 @@ inline bool sameBits(const std::vector<float>& inA, const std::vector<float>& in
     return inA.size() == inB.size() && std::memcmp(inA.data(), inB.data(), inA.size() * sizeof(float)) == 0;
 }
 
-// Runs a whole stereo signal through process in blocks of inBlockSize; in place.
+// A whole stereo signal through process in place, in blocks of inBlockSize.
 inline void processStereo(Q38Engine& ioEngine, std::vector<float>& ioLeft, std::vector<float>& ioRight,
-                          int inBlockSize)
+                          int inBlockSize = 32)
 {
     for (std::size_t start = 0; start < ioLeft.size(); start += static_cast<std::size_t>(inBlockSize)) {
-        const int n = static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(inBlockSize), ioLeft.size() - start));
+        const int n = static_cast<int>(std::min<std::size_t>(inBlockSize, ioLeft.size() - start));
         float* channels[2] = {ioLeft.data() + start, ioRight.data() + start};
         ioEngine.process(channels, channels, 2, n);
     }

@@ -1,31 +1,13 @@
-// The parameter vocabulary as the host reads it: names, defaults, units,
-// physical values and display texts, with the copy semantics of the text
-// queries.
+// The parameter vocabulary as the host reads it, and the coefficient blocks
+// that setParameter publishes.
 
 #include "EngineTestSupport.h"
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <string>
-
 using namespace enginetest;
 
 namespace {
-
-std::string name(Q38Engine& inEngine, int inId)
-{
-    char text[64];
-    inEngine.getParameterName(inId, text, sizeof text);
-    return text;
-}
-
-std::string unit(Q38Engine& inEngine, int inId)
-{
-    char text[64];
-    inEngine.getParameterUnit(inId, text, sizeof text);
-    return text;
-}
 
 std::string valueText(Q38Engine& inEngine, int inId, float inValue)
 {
@@ -34,134 +16,116 @@ std::string valueText(Q38Engine& inEngine, int inId, float inValue)
     return text;
 }
 
-std::string storedValueText(Q38Engine& inEngine, int inId)
+// What a query writes into a buffer of 16 '#'.
+template <typename Query>
+std::string written(Query inQuery)
 {
-    char text[64];
-    inEngine.getValueText(inId, text, sizeof text);
+    std::string text(16, '#');
+    inQuery(text.data());
     return text;
 }
 
-struct TableRow
-{
-    int mId;
-    const char* mName;
-    float mDefault;
-    const char* mUnit;
-    const char* mDefaultText;
-};
-
-const TableRow kTable[] = {
-    {kEnableEffect, "Enable Effect", 1.0f, "", "On"},
-    {kStereoLink, "Stereo Link", 0.0f, "", "Unlinked"},
-    {kStereoMode, "Stereo Mode", 0.0f, "", "L/R"},
-    {kCh1PhaseReverse, "Ch.1: Phase Reverse", 0.0f, "", "Normal"},
-    {kCh2PhaseReverse, "Ch.2: Phase Reverse", 0.0f, "", "Normal"},
-    {kCh1InputGain, "Ch.1: Input Gain", 0.0f, "dB", ""},
-    {kCh2InputGain, "Ch.2: Input Gain", 0.0f, "dB", ""},
-    {kCh1HighPassFreq, "Ch.1: HighPass Freq", 0.0f, "", "Bypassed"},
-    {kCh2HighPassFreq, "Ch.2: HighPass Freq", 0.0f, "", "Bypassed"},
-    {kCh1EqHighToneGain, "Ch.1: Eq High Tone Gain", 0.5f, "dB", ""},
-    {kCh2EqHighToneGain, "Ch.2: Eq High Tone Gain", 0.5f, "dB", ""},
-    {kCh1EqLowToneGain, "Ch.1: Eq Low Tone Gain", 0.5f, "dB", ""},
-    {kCh2EqLowToneGain, "Ch.2: Eq Low Tone Gain", 0.5f, "dB", ""},
-    {kCh1EnableEq, "Ch.1: Enable Eq", 1.0f, "", "On"},
-    {kCh2EnableEq, "Ch.2: Enable Eq", 1.0f, "", "On"},
-    {kCh1OutputTrim, "Ch.1: Output Trim", 0.5f, "dB", ""},
-    {kCh2OutputTrim, "Ch.2: Output Trim", 0.5f, "dB", ""},
-};
-
 } // namespace
 
-TEST(ParameterTable, NamesDefaultsUnitsAndDefaultTextsOfANewEngine)
+TEST(ParameterTable, NamesDefaultsUnitsAndDefaultTexts)
 {
-    static_assert(kNumParameters == 17 && kNumMeters == 2);
-    static_assert(kQ38MaxBufferSize == 32 && kQ38MaxNumChannels == 2);
-    ASSERT_EQ(std::size(kTable), static_cast<std::size_t>(kNumParameters));
-
+    static_assert(kNumParameters == 17 && kNumMeters == 2 && kQ38MaxBufferSize == 32 && kQ38MaxNumChannels == 2);
+    const struct
+    {
+        const char* mName;
+        float mDefault;
+        const char* mUnit;
+        const char* mText;
+    } table[kNumParameters] = {
+        {"Enable Effect", 1.0f, "", "On"},
+        {"Stereo Link", 0.0f, "", "Unlinked"},
+        {"Stereo Mode", 0.0f, "", "L/R"},
+        {"Ch.1: Phase Reverse", 0.0f, "", "Normal"},
+        {"Ch.2: Phase Reverse", 0.0f, "", "Normal"},
+        {"Ch.1: Input Gain", 0.0f, "dB", ""},
+        {"Ch.2: Input Gain", 0.0f, "dB", ""},
+        {"Ch.1: HighPass Freq", 0.0f, "", "Bypassed"},
+        {"Ch.2: HighPass Freq", 0.0f, "", "Bypassed"},
+        {"Ch.1: Eq High Tone Gain", 0.5f, "dB", ""},
+        {"Ch.2: Eq High Tone Gain", 0.5f, "dB", ""},
+        {"Ch.1: Eq Low Tone Gain", 0.5f, "dB", ""},
+        {"Ch.2: Eq Low Tone Gain", 0.5f, "dB", ""},
+        {"Ch.1: Enable Eq", 1.0f, "", "On"},
+        {"Ch.2: Enable Eq", 1.0f, "", "On"},
+        {"Ch.1: Output Trim", 0.5f, "dB", ""},
+        {"Ch.2: Output Trim", 0.5f, "dB", ""},
+    };
     q38::Q38PrivateEngine engine;
-    for (const TableRow& row : kTable) {
-        SCOPED_TRACE(row.mName);
-        EXPECT_EQ(name(engine, row.mId), row.mName);
-        EXPECT_EQ(engine.getParameterValue(row.mId), row.mDefault);
-        EXPECT_EQ(unit(engine, row.mId), row.mUnit);
-        EXPECT_EQ(storedValueText(engine, row.mId), row.mDefaultText);
+    for (int id = 0; id < kNumParameters; ++id) {
+        char name[64], unit[64], text[64];
+        engine.getParameterName(id, name, sizeof name);
+        engine.getParameterUnit(id, unit, sizeof unit);
+        engine.getValueText(id, text, sizeof text);
+        EXPECT_STREQ(name, table[id].mName);
+        EXPECT_STREQ(unit, table[id].mUnit) << id;
+        EXPECT_STREQ(text, table[id].mText) << id;
+        EXPECT_EQ(engine.getParameterValue(id), table[id].mDefault) << id;
+        EXPECT_EQ(q38::kParameterDefaults[id], table[id].mDefault) << id;
     }
 }
 
-TEST(ParameterTable, SwitchTextsTurnStrictlyAboveOneHalf)
+TEST(ParameterTable, TextsAtTheSwitchBoundaries)
 {
+    const struct
+    {
+        int mId;
+        float mValue;
+        const char* mText;
+    } rows[] = {
+        {kEnableEffect, 0.5f, "Off"},      {kEnableEffect, 0.50001f, "On"},    {kCh2EnableEq, 0.0f, "Off"},
+        {kStereoLink, 0.5f, "Unlinked"},   {kStereoLink, 1.0f, "Linked"},      {kStereoMode, 0.7f, "M/S"},
+        {kCh1PhaseReverse, 0.5f, "Normal"}, {kCh2PhaseReverse, 0.50001f, "Reversed"},
+        {kCh1HighPassFreq, 0.2499f, "Bypassed"}, {kCh1HighPassFreq, 0.25f, "80 Hz"}, {kCh2HighPassFreq, 0.4999f, "80 Hz"},
+        {kCh2HighPassFreq, 0.5f, "300 Hz"}, {kCh1HighPassFreq, 0.7499f, "300 Hz"}, {kCh2HighPassFreq, 0.75f, "80 + 300 Hz"},
+        {kCh1HighPassFreq, 1.0f, "80 + 300 Hz"}, {kCh1InputGain, 0.3f, ""},   {kCh2OutputTrim, 0.9f, ""},
+    };
     q38::Q38PrivateEngine engine;
-    EXPECT_EQ(valueText(engine, kEnableEffect, 0.5f), "Off");
-    EXPECT_EQ(valueText(engine, kEnableEffect, 0.50001f), "On");
-    EXPECT_EQ(valueText(engine, kStereoLink, 0.5f), "Unlinked");
-    EXPECT_EQ(valueText(engine, kStereoLink, 1.0f), "Linked");
-    EXPECT_EQ(valueText(engine, kStereoMode, 0.0f), "L/R");
-    EXPECT_EQ(valueText(engine, kStereoMode, 0.7f), "M/S");
-    EXPECT_EQ(valueText(engine, kCh2PhaseReverse, 0.50001f), "Reversed");
-    EXPECT_EQ(valueText(engine, kCh1PhaseReverse, 0.5f), "Normal");
-    EXPECT_EQ(valueText(engine, kCh2EnableEq, 0.0f), "Off");
-}
-
-TEST(ParameterTable, HighPassPositionsAtTheirBoundaries)
-{
-    q38::Q38PrivateEngine engine;
-    for (int id : {kCh1HighPassFreq, kCh2HighPassFreq}) {
-        EXPECT_EQ(valueText(engine, id, 0.0f), "Bypassed");
-        EXPECT_EQ(valueText(engine, id, 0.2499f), "Bypassed");
-        EXPECT_EQ(valueText(engine, id, 0.25f), "80 Hz");
-        EXPECT_EQ(valueText(engine, id, 0.4999f), "80 Hz");
-        EXPECT_EQ(valueText(engine, id, 0.5f), "300 Hz");
-        EXPECT_EQ(valueText(engine, id, 0.7499f), "300 Hz");
-        EXPECT_EQ(valueText(engine, id, 0.75f), "80 + 300 Hz");
-        EXPECT_EQ(valueText(engine, id, 1.0f), "80 + 300 Hz");
-    }
-    // Continuous parameters show their physical value, not a text.
-    EXPECT_EQ(valueText(engine, kCh1InputGain, 0.3f), "");
-    EXPECT_EQ(valueText(engine, kCh2OutputTrim, 0.9f), "");
+    for (const auto& row : rows)
+        EXPECT_EQ(valueText(engine, row.mId, row.mValue), row.mText) << row.mId << " at " << row.mValue;
 }
 
 TEST(ParameterTable, PhysicalValuesInSinglePrecision)
 {
+    const struct
+    {
+        std::vector<int> mIds;
+        float mAt0, mAtHalf, mAt1;
+    } rows[] = {
+        {{kCh1InputGain, kCh2InputGain}, 3.0f, 39.5f, 76.0f},
+        {{kCh1EqHighToneGain, kCh2EqHighToneGain, kCh1EqLowToneGain, kCh2EqLowToneGain}, -10.0f, 0.0f, 10.0f},
+        {{kCh1OutputTrim, kCh2OutputTrim}, -24.0f, 0.0f, 24.0f},
+        {{kEnableEffect, kStereoLink, kStereoMode, kCh1PhaseReverse, kCh2PhaseReverse, kCh1HighPassFreq,
+          kCh2HighPassFreq, kCh1EnableEq, kCh2EnableEq},
+         0.0f, 0.0f, 0.0f},
+    };
     q38::Q38PrivateEngine engine;
-    engine.setSampleRate(48000);
-    for (int id : {kCh1InputGain, kCh2InputGain}) {
-        EXPECT_EQ(engine.getPhysicalValue(id, 0.0f), 3.0f);
-        EXPECT_EQ(engine.getPhysicalValue(id, 0.5f), 39.5f);
-        EXPECT_EQ(engine.getPhysicalValue(id, 1.0f), 76.0f);
+    for (const auto& row : rows) {
+        for (const int id : row.mIds) {
+            EXPECT_EQ(engine.getPhysicalValue(id, 0.0f), row.mAt0) << id;
+            EXPECT_EQ(engine.getPhysicalValue(id, 0.5f), row.mAtHalf) << id;
+            EXPECT_EQ(engine.getPhysicalValue(id, 1.0f), row.mAt1) << id;
+        }
     }
-    for (int id : {kCh1EqHighToneGain, kCh2EqHighToneGain, kCh1EqLowToneGain, kCh2EqLowToneGain}) {
-        EXPECT_EQ(engine.getPhysicalValue(id, 0.0f), -10.0f);
-        EXPECT_EQ(engine.getPhysicalValue(id, 0.5f), 0.0f);
-        EXPECT_EQ(engine.getPhysicalValue(id, 1.0f), 10.0f);
-    }
-    for (int id : {kCh1OutputTrim, kCh2OutputTrim}) {
-        EXPECT_EQ(engine.getPhysicalValue(id, 0.0f), -24.0f);
-        EXPECT_EQ(engine.getPhysicalValue(id, 0.5f), 0.0f);
-        EXPECT_EQ(engine.getPhysicalValue(id, 1.0f), 24.0f);
-    }
-
-    for (int id : {kEnableEffect, kStereoLink, kStereoMode, kCh1PhaseReverse, kCh1HighPassFreq, kCh2HighPassFreq,
-                   kCh1EnableEq})
-        EXPECT_EQ(engine.getPhysicalValue(id, 1.0f), 0.0f) << id;
-
-    engine.setParameter(kCh2OutputTrim, 0.75f);
-    EXPECT_EQ(engine.getPhysicalValue(kCh2OutputTrim), 12.0f);
-    EXPECT_EQ(engine.getPhysicalValue(kCh1OutputTrim), 0.0f);
 }
 
 TEST(ParameterTable, StoredAndExplicitQueriesAgreeAndExplicitOnesStoreNothing)
 {
     q38::Q38PrivateEngine engine;
     engine.setSampleRate(48000);
-    const float values[] = {0.0f, 0.25f, 0.5f, 0.50001f, 0.8f, 1.0f};
     for (int id = 0; id < kNumParameters; ++id) {
-        for (float value : values) {
+        for (const float value : {0.0f, 0.25f, 0.5f, 0.50001f, 0.8f, 1.0f}) {
             engine.setParameter(id, value);
+            char text[64];
+            engine.getValueText(id, text, sizeof text);
             EXPECT_EQ(engine.getParameterValue(id), value);
-            EXPECT_EQ(storedValueText(engine, id), valueText(engine, id, engine.getParameterValue(id)));
+            EXPECT_EQ(text, valueText(engine, id, value));
             EXPECT_EQ(engine.getPhysicalValue(id), engine.getPhysicalValue(id, value));
         }
-        // Asking about another value leaves the stored one alone.
         valueText(engine, id, 0.1f);
         engine.getPhysicalValue(id, 0.1f);
         EXPECT_EQ(engine.getParameterValue(id), 1.0f);
@@ -171,46 +135,59 @@ TEST(ParameterTable, StoredAndExplicitQueriesAgreeAndExplicitOnesStoreNothing)
 TEST(ParameterTable, TextsAreCopiedWithStrncpySemantics)
 {
     q38::Q38PrivateEngine engine;
-
-    // Shorter buffer: the first bytes, no terminator, nothing beyond.
-    char text[16];
-    std::memset(text, '#', sizeof text);
-    engine.getParameterName(kEnableEffect, text, 5);
-    EXPECT_EQ(std::string(text, sizeof text), "Enabl###########");
-
-    // Exactly the text's length: still no terminator.
-    std::memset(text, '#', sizeof text);
-    engine.getValueText(kCh1HighPassFreq, 1.0f, text, 11);
-    EXPECT_EQ(std::string(text, sizeof text), std::string("80 + 300 Hz#####"));
-
-    // Longer buffer: the rest up to inMaxLength is zero-filled.
-    std::memset(text, '#', sizeof text);
-    engine.getParameterUnit(kCh1InputGain, text, 6);
-    EXPECT_EQ(std::string(text, sizeof text), std::string("dB\0\0\0\0##########", 16));
-
-    // The empty text is empty, not a space: all zero bytes.
-    std::memset(text, '#', sizeof text);
-    engine.getParameterUnit(kCh1HighPassFreq, text, 4);
-    EXPECT_EQ(std::string(text, sizeof text), std::string("\0\0\0\0############", 16));
-
-    // A length of zero writes nothing.
-    std::memset(text, '#', sizeof text);
-    engine.getValueText(kEnableEffect, text, 0);
-    EXPECT_EQ(std::string(text, sizeof text), std::string(16, '#'));
+    // Shorter than the text, or just as long: no terminator, nothing beyond.
+    EXPECT_EQ(written([&](char* t) { engine.getParameterName(kEnableEffect, t, 5); }), "Enabl###########");
+    EXPECT_EQ(written([&](char* t) { engine.getValueText(kCh1HighPassFreq, 1.0f, t, 11); }), "80 + 300 Hz#####");
+    // Longer: zero-filled up to the length; the empty text is all zero bytes.
+    EXPECT_EQ(written([&](char* t) { engine.getParameterUnit(kCh1InputGain, t, 6); }),
+              std::string("dB\0\0\0\0##########", 16));
+    EXPECT_EQ(written([&](char* t) { engine.getParameterUnit(kCh1HighPassFreq, t, 4); }),
+              std::string("\0\0\0\0############", 16));
+    EXPECT_EQ(written([&](char* t) { engine.getValueText(kEnableEffect, t, 0); }), std::string(16, '#'));
 }
 
-TEST(ParameterTable, ResetParametersWritesDefaultsAndNothingElse)
+// Each id redesigns its group and every group that depends on it, so after
+// any sequence of changes the published block is what a full update gives.
+TEST(HandOver, EveryChangeLeavesNoStaleGroup)
+{
+    q38::Q38PrivateEngine engine;
+    engine.setSampleRate(48000);
+    std::mt19937 generator(21);
+    for (int step = 0; step < 400; ++step) {
+        const int id = static_cast<int>(generator() % kNumParameters);
+        // Switch positions often, so that the fall-throughs are crossed.
+        const float value = static_cast<float>(generator() % (step % 3 == 0 ? 5 : 1000)) / (step % 3 == 0 ? 4 : 999);
+        engine.setParameter(id, value);
+        const q38::CoefficientBytes published = EngineInspector::published(engine);
+        ASSERT_EQ(published, EngineInspector::fullUpdate(engine, published)) << "after id " << id << " = " << value;
+        ASSERT_EQ(EngineInspector::edit(engine), published);
+    }
+}
+
+// resetParameters writes the defaults and nothing else; a change then updates
+// its own group only, and the next setSampleRate all of them.
+TEST(HandOver, ResetParametersIsShallow)
 {
     q38::Q38PrivateEngine engine;
     engine.setSampleRate(44100);
-    for (int id = 0; id < kNumParameters; ++id)
+    for (int id = 1; id < kNumParameters; ++id)
         engine.setParameter(id, 0.3f);
-    const q38::CoefficientBytes before = q38::EngineInspector::published(engine);
-
+    const q38::CoefficientBytes before = EngineInspector::published(engine);
     engine.resetParameters();
+    for (int id = 0; id < kNumParameters; ++id)
+        EXPECT_EQ(engine.getParameterValue(id), q38::kParameterDefaults[id]);
+    EXPECT_EQ(EngineInspector::sampleRate(engine), 44100.0f);
+    EXPECT_EQ(EngineInspector::published(engine), before);
 
-    for (const TableRow& row : kTable)
-        EXPECT_EQ(engine.getParameterValue(row.mId), row.mDefault) << row.mName;
-    EXPECT_EQ(q38::EngineInspector::sampleRate(engine), 44100.0f);
-    EXPECT_EQ(q38::EngineInspector::published(engine), before) << "the sound must wait for the next update";
+    engine.setParameter(kEnableEffect, 1.0f);
+    const q38::CoefficientBytes after = EngineInspector::published(engine);
+    const q38::ModelCoefficients& oldBlock = EngineInspector::blockOf(before);
+    const q38::ModelCoefficients& newBlock = EngineInspector::blockOf(after);
+    EXPECT_EQ(std::memcmp(&oldBlock.mOutputMatrix, &newBlock.mOutputMatrix, sizeof oldBlock.mOutputMatrix), 0);
+    EXPECT_EQ(std::memcmp(&oldBlock.mChannel, &newBlock.mChannel, sizeof oldBlock.mChannel), 0);
+
+    engine.setSampleRate(44100);
+    const q38::CoefficientBytes recomputed = EngineInspector::published(engine);
+    EXPECT_NE(recomputed, after);
+    EXPECT_EQ(recomputed, EngineInspector::fullUpdate(engine, recomputed));
 }

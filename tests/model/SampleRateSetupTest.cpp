@@ -1,7 +1,5 @@
 #include "ModelTestSupport.h"
 
-#include "model/q38_Sections.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -9,122 +7,94 @@
 namespace {
 
 using namespace q38;
-using q38::test::FakeClock;
 
-struct SetupFixture : ::testing::Test
+TEST(SampleRateSetup, TimeConstantsAndShapers)
 {
-    std::unique_ptr<ModelState> mState = std::make_unique<ModelState>();
-    FakeClock mClock;
-
-    void setUp(double inSampleRate)
-    {
-        resetModel(*mState, mClock.clock());
-        prepareModel(*mState, inSampleRate);
-    }
-};
-
-TEST_F(SetupFixture, TimeConstantsAt44100And88200)
-{
-    setUp(44100.0);
-    const ChannelState& channel = mState->mChannel[0];
+    test::Model model(44100.0);
+    const ChannelState& channel = model.state(0);
     EXPECT_EQ(channel.mAmplifierCore.mLossScale, 1.0);
     EXPECT_EQ(channel.mOutputCore.mLossScale, 2.0);
     EXPECT_EQ(channel.mEnvelopeCoefficient, 0.000501303469433223);
     EXPECT_EQ(channel.mAmplifierCore.mLeak, 0.9997150888802726);
     EXPECT_EQ(channel.mOutputCore.mLeak, 0.9992878743953528);
     EXPECT_EQ(channel.mAmplifierCore.mOutputScale, 44100.0);
-    EXPECT_DOUBLE_EQ(channel.mAmplifierCore.mInputScale * channel.mAmplifierCore.mOutputScale, 1.0);
-    EXPECT_DOUBLE_EQ(channel.mOutputCore.mInputScale * channel.mOutputCore.mOutputScale, 1.0);
-
-    // The shapers do not depend on the rate.
+    EXPECT_EQ(channel.mOutputCore.mOutputScale, 44100.0);
+    EXPECT_DOUBLE_EQ(channel.mAmplifierCore.mInputScale * 44100.0, 1.0);
+    EXPECT_DOUBLE_EQ(channel.mOutputCore.mInputScale * 44100.0, 1.0);
+    EXPECT_EQ(channel.mEnvelopeClip.mUpper, 0.22387211385683395);
+    EXPECT_EQ(channel.mEnvelopeClip.mLower, -0.22387211385683395);
     EXPECT_NEAR(channel.mAmplifierCore.mShaper.mKneeLow, 0.0014614473, 5e-11);
     EXPECT_NEAR(channel.mAmplifierCore.mShaper.mKneeHigh, 0.0019237972, 5e-11);
     EXPECT_NEAR(channel.mOutputCore.mShaper.mKneeLow, 0.00011, 1e-15);
     EXPECT_NEAR(channel.mOutputCore.mShaper.mKneeHigh, 0.00189, 1e-15);
     EXPECT_NEAR(channel.mOutputTanh.mLimit, 0.6511629, 5e-8);
-    EXPECT_EQ(channel.mEnvelopeClip.mUpper, 0.22387211385683395);
-    EXPECT_EQ(channel.mEnvelopeClip.mLower, -0.22387211385683395);
 
-    setUp(88200.0);
-    EXPECT_EQ(mState->mChannel[1].mAmplifierCore.mLossScale, 0.5);
-    EXPECT_EQ(mState->mChannel[1].mOutputCore.mLossScale, 1.0);
+    test::Model doubled(88200.0);
+    EXPECT_EQ(doubled.state(1).mAmplifierCore.mLossScale, 0.5);
+    EXPECT_EQ(doubled.state(1).mOutputCore.mLossScale, 1.0);
 }
 
-TEST_F(SetupFixture, ResetLeavesEveryGlidePendingAndEveryMemoryCleared)
-{
-    // Dirty the state first: the reset must not depend on what was there.
-    std::memset(mState.get(), 0x5A, sizeof(ModelState));
-    setUp(48000.0);
-    EXPECT_EQ(mState->mFadePending, 1);
-    EXPECT_EQ(mState->mFade, 1.0);
-    EXPECT_EQ(mState->mInputMatrix.mPending, 1);
-    EXPECT_EQ(mState->mOutputMatrix.mSecondToFirst, 0.0);
-    for (const ChannelState& channel : mState->mChannel) {
-        EXPECT_EQ(channel.mActivity, 0.0);
-        EXPECT_EQ(channel.mBiasGainPending, 1);
-        EXPECT_EQ(channel.mToneMixPending, 1);
-        EXPECT_EQ(channel.mToneMix, 0.0);
-        EXPECT_EQ(channel.mPreEmphasis.mPending, 1);
-        EXPECT_EQ(channel.mCouplingHighPass.mPending, 1);
-        EXPECT_EQ(channel.mLowShelf.mPending, 1);
-        EXPECT_EQ(channel.mHighShelf.mMemory2, 0.0);
-        EXPECT_EQ(channel.mDcBlock.mMemory, 0.0);
-        EXPECT_EQ(channel.mBiasFloor, 0.0);
-        EXPECT_EQ(channel.mBiasFeedback, 0.0);
-        EXPECT_EQ(channel.mAmplifierCore.mState, 0.0);
-        EXPECT_EQ(channel.mOutputCore.mPrevious, 0.0);
-        EXPECT_EQ(std::memcmp(channel.mHighPassSecondOrder.mCoefficients, kSecondOrderIdentity,
-                              sizeof(kSecondOrderIdentity)),
-                  0);
-
-        for (const GainRamp* ramp : {&channel.mInputRamp, &channel.mOutputRamp}) {
-            EXPECT_EQ(ramp->mPending, 1);
-            EXPECT_EQ(ramp->mCurrent, 1.0);
-            EXPECT_EQ(ramp->mUpRatio, 1.0014450997779993);
-            EXPECT_DOUBLE_EQ(ramp->mUpRatio * ramp->mDownRatio, 1.0);
-            EXPECT_NEAR(std::exp(480.0 * ramp->mLogSpan / 2.0), 2.0, 1e-12);
-        }
-    }
-}
-
-TEST_F(SetupFixture, HissSeedsAreTheLowBitsOfOneClockReadingPerChannel)
-{
-    mClock.mReading = 0xABCDEF0100000010ull;
-    setUp(44100.0);
-    EXPECT_EQ(mClock.mReads, 2);
-    EXPECT_EQ(mState->mChannel[0].mHissState, 0x10u);
-    EXPECT_EQ(mState->mChannel[1].mHissState, 0x11u);
-}
-
-TEST_F(SetupFixture, BothChannelsGetEqualFixedDesigns)
-{
-    for (const double rate : {22050.0, 44100.0, 96000.0, 192000.0}) {
-        setUp(rate);
-        const ChannelState& first = mState->mChannel[0];
-        const ChannelState& second = mState->mChannel[1];
-        EXPECT_EQ(std::memcmp(&first.mFirstLowPass, &second.mFirstLowPass, sizeof(Biquad)), 0);
-        EXPECT_EQ(std::memcmp(&first.mSecondBell, &second.mSecondBell, sizeof(Biquad)), 0);
-        EXPECT_EQ(std::memcmp(first.mBiasLowPass, second.mBiasLowPass, sizeof(first.mBiasLowPass)), 0);
-        EXPECT_EQ(std::memcmp(&first.mOutputCore, &second.mOutputCore, sizeof(SaturatingIntegrator)), 0);
-    }
-}
-
-// The fixed filters against their analog intentions; meaningful once the designs are real.
-TEST_F(SetupFixture, FixedFiltersAt48000)
+TEST(SampleRateSetup, FixedFiltersMeetTheirAnalogTargets)
 {
     const double fs = 48000.0;
-    setUp(fs);
-    const ChannelState& channel = mState->mChannel[0];
-    using test::magnitude;
-    EXPECT_NEAR(magnitude(channel.mDcBlock.mCoefficients, 1, 0.0, fs), 0.0, 1e-9);
-    EXPECT_NEAR(test::toDecibels(magnitude(channel.mDcBlock.mCoefficients, 1, 13.0, fs)), -3.0103, 0.05);
-    EXPECT_NEAR(test::toDecibels(magnitude(channel.mBassLift.mCoefficients, 1, 0.0, fs)), 6.0, 1e-6);
-    EXPECT_NEAR(test::toDecibels(magnitude(channel.mBassLift.mCoefficients, 1, 2000.0, fs)), 0.0, 0.01);
-    EXPECT_NEAR(magnitude(channel.mInfrasonicHighPass.mCoefficients, 2, 0.0, fs), 0.0, 1e-9);
-    EXPECT_NEAR(magnitude(channel.mSecondLowPass.mCoefficients, 2, 0.0, fs), 1.0, 1e-9);
-    EXPECT_NEAR(test::toDecibels(magnitude(channel.mFirstBell.mCoefficients, 2, 6200.0, fs)), -0.25, 0.005);
-    EXPECT_NEAR(test::toDecibels(magnitude(channel.mSecondBell.mCoefficients, 2, 649.0, fs)), 0.18, 0.005);
-    EXPECT_NEAR(test::toDecibels(magnitude(channel.mBiasLowPass, 1, 5.0, fs)), -3.0103, 0.01);
+    test::Model model(fs);
+    const ChannelState& s = model.state(0);
+    const struct
+    {
+        const double* mCoefficients;
+        int mOrder;
+        double mFrequency, mMagnitude, mTolerance;
+    } checks[] = {
+        {s.mDcBlock.mCoefficients, 1, 0.0, 0.0, 1e-9},         {s.mDcBlock.mCoefficients, 1, 13.0, 0.7071, 0.005},
+        {s.mBassLift.mCoefficients, 1, 0.0, 1.99526, 1e-5},    {s.mBassLift.mCoefficients, 1, 2000.0, 1.0, 0.002},
+        {s.mInfrasonicHighPass.mCoefficients, 2, 0.0, 0.0, 1e-9}, {s.mFirstLowPass.mCoefficients, 2, 0.0, 1.0, 1e-9},
+        {s.mSecondLowPass.mCoefficients, 2, 0.0, 1.0, 1e-9},   {s.mFirstBell.mCoefficients, 2, 6200.0, 0.97163, 5e-4},
+        {s.mSecondBell.mCoefficients, 2, 649.0, 1.02094, 5e-4}, {s.mBiasLowPass, 1, 5.0, 0.7071, 0.001},
+    };
+    for (const auto& check : checks)
+        EXPECT_NEAR(test::magnitude(check.mCoefficients, check.mOrder, check.mFrequency, fs), check.mMagnitude,
+                    check.mTolerance)
+            << &check - checks;
+
+    // Equal in both channels, at every rate.
+    const auto same = [](const auto& inA, const auto& inB) { return std::memcmp(&inA, &inB, sizeof inA) == 0; };
+    for (const double rate : {22050.0, 96000.0, 192000.0}) {
+        test::Model other(rate);
+        const ChannelState& a = other.state(0);
+        const ChannelState& b = other.state(1);
+        EXPECT_TRUE(same(a.mDcBlock, b.mDcBlock) && same(a.mBassLift, b.mBassLift) && same(a.mBiasLowPass, b.mBiasLowPass)
+                    && same(a.mInfrasonicHighPass, b.mInfrasonicHighPass) && same(a.mFirstLowPass, b.mFirstLowPass)
+                    && same(a.mSecondLowPass, b.mSecondLowPass) && same(a.mFirstBell, b.mFirstBell)
+                    && same(a.mSecondBell, b.mSecondBell) && same(a.mAmplifierCore, b.mAmplifierCore)
+                    && same(a.mOutputCore, b.mOutputCore) && same(a.mOutputTanh, b.mOutputTanh)
+                    && a.mEnvelopeCoefficient == b.mEnvelopeCoefficient)
+            << rate;
+    }
+}
+
+// Whatever the memory held before, a reset model sounds the same: nothing
+// stale survives, and every glide starts from its target.
+TEST(SampleRateSetup, ResetLeavesNothingOfThePreviousState)
+{
+    std::vector<double> outputs[2][2];
+    for (const int fill : {0x00, 0xFF}) {
+        test::Model model(48000.0, 0xABCDEF0100000010ull);
+        std::memset(model.mState.get(), fill, sizeof(ModelState));
+        model.mClock.mReads = 0;
+        resetModel(*model.mState, model.mClock.clock());
+        prepareModel(*model.mState, 48000.0);
+        EXPECT_EQ(model.mClock.mReads, 2);
+        EXPECT_EQ(model.state(0).mHissState, 0x10u);  // the low bits of one reading per channel
+        EXPECT_EQ(model.state(1).mHissState, 0x11u);
+        EXPECT_EQ(model.mState->mFadePending, 1);
+        EXPECT_EQ(model.mState->mFade, 1.0);
+        std::vector<double>* signal = outputs[fill & 1];
+        signal[0] = test::noise(3000, 0.5, 1);
+        signal[1] = test::noise(3000, 0.5, 2);
+        model.run(signal, 2, 29);
+    }
+    EXPECT_EQ(outputs[0][0], outputs[1][0]);
+    EXPECT_EQ(outputs[0][1], outputs[1][1]);
 }
 
 } // namespace
