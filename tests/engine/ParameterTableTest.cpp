@@ -27,7 +27,7 @@ std::string written(Query inQuery)
 
 } // namespace
 
-TEST(ParameterTable, NamesDefaultsUnitsAndDefaultTexts)
+TEST(ParameterTable, NamesDefaultsUnitsTextsAndPhysicalValues)
 {
     static_assert(kNumParameters == 17 && kNumMeters == 2 && kQ38MaxBufferSize == 32 && kQ38MaxNumChannels == 2);
     const struct
@@ -35,37 +35,40 @@ TEST(ParameterTable, NamesDefaultsUnitsAndDefaultTexts)
         const char* mName;
         float mDefault;
         const char* mUnit;
-        const char* mText;
+        const char* mText;  // of the default
+        float mAt0, mAtHalf, mAt1;
     } table[kNumParameters] = {
-        {"Enable Effect", 1.0f, "", "On"},
-        {"Stereo Link", 0.0f, "", "Unlinked"},
-        {"Stereo Mode", 0.0f, "", "L/R"},
-        {"Ch.1: Phase Reverse", 0.0f, "", "Normal"},
-        {"Ch.2: Phase Reverse", 0.0f, "", "Normal"},
-        {"Ch.1: Input Gain", 0.0f, "dB", ""},
-        {"Ch.2: Input Gain", 0.0f, "dB", ""},
-        {"Ch.1: HighPass Freq", 0.0f, "", "Bypassed"},
-        {"Ch.2: HighPass Freq", 0.0f, "", "Bypassed"},
-        {"Ch.1: Eq High Tone Gain", 0.5f, "dB", ""},
-        {"Ch.2: Eq High Tone Gain", 0.5f, "dB", ""},
-        {"Ch.1: Eq Low Tone Gain", 0.5f, "dB", ""},
-        {"Ch.2: Eq Low Tone Gain", 0.5f, "dB", ""},
-        {"Ch.1: Enable Eq", 1.0f, "", "On"},
-        {"Ch.2: Enable Eq", 1.0f, "", "On"},
-        {"Ch.1: Output Trim", 0.5f, "dB", ""},
-        {"Ch.2: Output Trim", 0.5f, "dB", ""},
+        {"Enable Effect", 1.0f, "", "On", 0, 0, 0},
+        {"Stereo Link", 0.0f, "", "Unlinked", 0, 0, 0},
+        {"Stereo Mode", 0.0f, "", "L/R", 0, 0, 0},
+        {"Ch.1: Phase Reverse", 0.0f, "", "Normal", 0, 0, 0},
+        {"Ch.2: Phase Reverse", 0.0f, "", "Normal", 0, 0, 0},
+        {"Ch.1: Input Gain", 0.0f, "dB", "", 3, 39.5f, 76},
+        {"Ch.2: Input Gain", 0.0f, "dB", "", 3, 39.5f, 76},
+        {"Ch.1: HighPass Freq", 0.0f, "", "Bypassed", 0, 0, 0},
+        {"Ch.2: HighPass Freq", 0.0f, "", "Bypassed", 0, 0, 0},
+        {"Ch.1: Eq High Tone Gain", 0.5f, "dB", "", -10, 0, 10},
+        {"Ch.2: Eq High Tone Gain", 0.5f, "dB", "", -10, 0, 10},
+        {"Ch.1: Eq Low Tone Gain", 0.5f, "dB", "", -10, 0, 10},
+        {"Ch.2: Eq Low Tone Gain", 0.5f, "dB", "", -10, 0, 10},
+        {"Ch.1: Enable Eq", 1.0f, "", "On", 0, 0, 0},
+        {"Ch.2: Enable Eq", 1.0f, "", "On", 0, 0, 0},
+        {"Ch.1: Output Trim", 0.5f, "dB", "", -24, 0, 24},
+        {"Ch.2: Output Trim", 0.5f, "dB", "", -24, 0, 24},
     };
     q38::Q38PrivateEngine engine;
     for (int id = 0; id < kNumParameters; ++id) {
+        const auto& row = table[id];
         char name[64], unit[64], text[64];
         engine.getParameterName(id, name, sizeof name);
         engine.getParameterUnit(id, unit, sizeof unit);
         engine.getValueText(id, text, sizeof text);
-        EXPECT_STREQ(name, table[id].mName);
-        EXPECT_STREQ(unit, table[id].mUnit) << id;
-        EXPECT_STREQ(text, table[id].mText) << id;
-        EXPECT_EQ(engine.getParameterValue(id), table[id].mDefault) << id;
-        EXPECT_EQ(q38::kParameterDefaults[id], table[id].mDefault) << id;
+        EXPECT_STREQ(name, row.mName);
+        EXPECT_TRUE(std::string(unit) == row.mUnit && std::string(text) == row.mText) << row.mName;
+        EXPECT_TRUE(engine.getParameterValue(id) == row.mDefault && q38::kParameterDefaults[id] == row.mDefault);
+        EXPECT_EQ(engine.getPhysicalValue(id, 0.0f), row.mAt0) << row.mName;
+        EXPECT_EQ(engine.getPhysicalValue(id, 0.5f), row.mAtHalf) << row.mName;
+        EXPECT_EQ(engine.getPhysicalValue(id, 1.0f), row.mAt1) << row.mName;
     }
 }
 
@@ -89,46 +92,19 @@ TEST(ParameterTable, TextsAtTheSwitchBoundaries)
         EXPECT_EQ(valueText(engine, row.mId, row.mValue), row.mText) << row.mId << " at " << row.mValue;
 }
 
-TEST(ParameterTable, PhysicalValuesInSinglePrecision)
-{
-    const struct
-    {
-        std::vector<int> mIds;
-        float mAt0, mAtHalf, mAt1;
-    } rows[] = {
-        {{kCh1InputGain, kCh2InputGain}, 3.0f, 39.5f, 76.0f},
-        {{kCh1EqHighToneGain, kCh2EqHighToneGain, kCh1EqLowToneGain, kCh2EqLowToneGain}, -10.0f, 0.0f, 10.0f},
-        {{kCh1OutputTrim, kCh2OutputTrim}, -24.0f, 0.0f, 24.0f},
-        {{kEnableEffect, kStereoLink, kStereoMode, kCh1PhaseReverse, kCh2PhaseReverse, kCh1HighPassFreq,
-          kCh2HighPassFreq, kCh1EnableEq, kCh2EnableEq},
-         0.0f, 0.0f, 0.0f},
-    };
-    q38::Q38PrivateEngine engine;
-    for (const auto& row : rows) {
-        for (const int id : row.mIds) {
-            EXPECT_EQ(engine.getPhysicalValue(id, 0.0f), row.mAt0) << id;
-            EXPECT_EQ(engine.getPhysicalValue(id, 0.5f), row.mAtHalf) << id;
-            EXPECT_EQ(engine.getPhysicalValue(id, 1.0f), row.mAt1) << id;
-        }
-    }
-}
-
 TEST(ParameterTable, StoredAndExplicitQueriesAgreeAndExplicitOnesStoreNothing)
 {
     q38::Q38PrivateEngine engine;
     engine.setSampleRate(48000);
     for (int id = 0; id < kNumParameters; ++id) {
-        for (const float value : {0.0f, 0.25f, 0.5f, 0.50001f, 0.8f, 1.0f}) {
-            engine.setParameter(id, value);
-            char text[64];
-            engine.getValueText(id, text, sizeof text);
-            EXPECT_EQ(engine.getParameterValue(id), value);
-            EXPECT_EQ(text, valueText(engine, id, value));
-            EXPECT_EQ(engine.getPhysicalValue(id), engine.getPhysicalValue(id, value));
-        }
+        engine.setParameter(id, 0.8f);
+        char text[64];
+        engine.getValueText(id, text, sizeof text);
+        EXPECT_EQ(text, valueText(engine, id, 0.8f));
+        EXPECT_EQ(engine.getPhysicalValue(id), engine.getPhysicalValue(id, 0.8f));
         valueText(engine, id, 0.1f);
         engine.getPhysicalValue(id, 0.1f);
-        EXPECT_EQ(engine.getParameterValue(id), 1.0f);
+        EXPECT_EQ(engine.getParameterValue(id), 0.8f);
     }
 }
 
@@ -188,6 +164,5 @@ TEST(HandOver, ResetParametersIsShallow)
 
     engine.setSampleRate(44100);
     const q38::CoefficientBytes recomputed = EngineInspector::published(engine);
-    EXPECT_NE(recomputed, after);
-    EXPECT_EQ(recomputed, EngineInspector::fullUpdate(engine, recomputed));
+    EXPECT_TRUE(recomputed != after && recomputed == EngineInspector::fullUpdate(engine, recomputed));
 }

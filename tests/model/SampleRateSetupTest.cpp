@@ -56,19 +56,14 @@ TEST(SampleRateSetup, FixedFiltersMeetTheirAnalogTargets)
                     check.mTolerance)
             << &check - checks;
 
-    // Equal in both channels, at every rate.
-    const auto same = [](const auto& inA, const auto& inB) { return std::memcmp(&inA, &inB, sizeof inA) == 0; };
+
+    // Both channels alike at every rate: with the same hiss they give the same output.
     for (const double rate : {22050.0, 96000.0, 192000.0}) {
         test::Model other(rate);
-        const ChannelState& a = other.state(0);
-        const ChannelState& b = other.state(1);
-        EXPECT_TRUE(same(a.mDcBlock, b.mDcBlock) && same(a.mBassLift, b.mBassLift) && same(a.mBiasLowPass, b.mBiasLowPass)
-                    && same(a.mInfrasonicHighPass, b.mInfrasonicHighPass) && same(a.mFirstLowPass, b.mFirstLowPass)
-                    && same(a.mSecondLowPass, b.mSecondLowPass) && same(a.mFirstBell, b.mFirstBell)
-                    && same(a.mSecondBell, b.mSecondBell) && same(a.mAmplifierCore, b.mAmplifierCore)
-                    && same(a.mOutputCore, b.mOutputCore) && same(a.mOutputTanh, b.mOutputTanh)
-                    && a.mEnvelopeCoefficient == b.mEnvelopeCoefficient)
-            << rate;
+        other.state(1).mHissState = other.state(0).mHissState;
+        std::vector<double> signal[2] = {test::noise(2000, 0.5, 1), test::noise(2000, 0.5, 1)};
+        other.run(signal, 2);
+        EXPECT_EQ(signal[0], signal[1]) << rate;
     }
 }
 

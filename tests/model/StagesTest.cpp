@@ -165,7 +165,7 @@ TEST(Lanes, PairedCurvesEqualTheSingleChannelOnes)
     std::vector<double> values = {0.0, 1e-300, shaper.mKneeLow, shaper.mKneeHigh, 0.3, 0.6, 1.9534887, 2.0};
     for (double v = 1e-6; v < 10.0; v *= 1.01)
         values.push_back(v);
-    for (const double magnitude : std::vector<double>(values)) {
+    for (const double magnitude : values) {
         for (const double v : {magnitude, -magnitude, std::nextafter(magnitude, 1.0), std::nextafter(magnitude, 0.0)}) {
             const DoublePair pair = {v, -v};
             const DoublePair shaped = full.shape(pair), shapedUnity = unity.shape(pair);
