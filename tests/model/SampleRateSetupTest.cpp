@@ -81,8 +81,9 @@ TEST(SampleRateSetup, ResetLeavesNothingOfThePreviousState)
         EXPECT_EQ(model.mClock.mReads, 2);
         EXPECT_EQ(model.state(0).mHissState, 0x10u);  // the low bits of one reading per channel
         EXPECT_EQ(model.state(1).mHissState, 0x11u);
-        EXPECT_EQ(model.mState->mFadePending, 1);
-        EXPECT_EQ(model.mState->mFade, 1.0);
+        // Pending: the fade and both matrices take their targets at once.
+        EXPECT_TRUE(model.mState->mFadePending && model.mState->mInputMatrix.mPending
+                    && model.mState->mOutputMatrix.mPending && model.mState->mFade == 1.0);
         std::vector<double>* signal = outputs[fill & 1];
         signal[0] = test::noise(3000, 0.5, 1);
         signal[1] = test::noise(3000, 0.5, 2);

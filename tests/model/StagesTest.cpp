@@ -120,6 +120,7 @@ TEST(Sections, TargetsAtOnceAfterAResetThenEachGlidesAtItsRate)
     step();
     for (const auto& glide : glides)
         EXPECT_EQ(std::memcmp(glide.mNow, glide.mTarget, sizeof(double) * glide.mCount), 0) << &glide - glides;
+    EXPECT_EQ(s.mToneMix, 1.0);
 
     for (const int id : {kCh1InputGain, kCh1HighPassFreq, kCh1EqLowToneGain})
         model.mParameters[id] = 1.0f;
