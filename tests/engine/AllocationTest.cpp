@@ -29,17 +29,6 @@ void* allocateOrThrow(std::size_t inSize)
     throw std::bad_alloc();
 }
 
-class CountAllocations
-{
-public:
-    CountAllocations() : mStart(gAllocations.load()) { tCounting = true; }
-    ~CountAllocations() { tCounting = false; }
-    long count() const { return gAllocations.load() - mStart; }
-
-private:
-    long mStart;
-};
-
 } // namespace
 
 void* operator new(std::size_t inSize) { return allocateOrThrow(inSize); }
@@ -63,25 +52,10 @@ void* __libc_calloc(std::size_t, std::size_t);
 void* __libc_realloc(void*, std::size_t);
 void __libc_free(void*);
 
-void* malloc(std::size_t inSize)
-{
-    noteAllocation();
-    return __libc_malloc(inSize);
-}
-void* calloc(std::size_t inCount, std::size_t inSize)
-{
-    noteAllocation();
-    return __libc_calloc(inCount, inSize);
-}
-void* realloc(void* inBlock, std::size_t inSize)
-{
-    noteAllocation();
-    return __libc_realloc(inBlock, inSize);
-}
-void free(void* inBlock)
-{
-    __libc_free(inBlock);
-}
+void* malloc(std::size_t inSize) { return noteAllocation(), __libc_malloc(inSize); }
+void* calloc(std::size_t inCount, std::size_t inSize) { return noteAllocation(), __libc_calloc(inCount, inSize); }
+void* realloc(void* inBlock, std::size_t inSize) { return noteAllocation(), __libc_realloc(inBlock, inSize); }
+void free(void* inBlock) { __libc_free(inBlock); }
 }
 #endif
 
@@ -89,27 +63,32 @@ using namespace enginetest;
 
 TEST(Allocation, ProcessAndParameterChangesAllocateNothing)
 {
-    {
-        CountAllocations counter;  // it sees both kinds
-        delete new int(3);
-        std::free(std::malloc(16));
-        EXPECT_GE(counter.count(), 1);
-    }
+    const auto countWhile = [](auto inWork) {
+        const long start = gAllocations.load();
+        tCounting = true;
+        inWork();
+        tCounting = false;
+        return gAllocations.load() - start;
+    };
+    EXPECT_GE(countWhile([] { delete new int(3); }), 1);  // the counter sees both kinds
+    EXPECT_GE(countWhile([] { std::free(std::malloc(16)); }), 1);
+
     q38::Q38PrivateEngine engine;
     engine.setSampleRate(48000);
     std::vector<float> left = randomSignal(32, 0.5f, 51), right = randomSignal(32, 0.5f, 52);
     float* channels[2] = {left.data(), right.data()};
     char text[32];
-    CountAllocations counter;
-    for (int block = 0; block < 2000; ++block) {
-        engine.process(channels, channels, block % 7 == 0 ? 1 : 2, 1 + block % 32);
-        // Every group redesigned, the effect faded out into bypass and back in.
-        const int id = block % kNumParameters;
-        engine.setParameter(id, id == kEnableEffect ? static_cast<float>(block < 500 || block > 1500) : 0.8f);
-        engine.getValueText(id, text, sizeof text);
-        engine.getParameterName(id, text, sizeof text);
-        engine.getPhysicalValue(id);
-        engine.getMeterValue(kCh2Meter);
-    }
-    EXPECT_EQ(counter.count(), 0);
+    EXPECT_EQ(countWhile([&] {
+                  for (int block = 0; block < 2000; ++block) {
+                      engine.process(channels, channels, block % 7 == 0 ? 1 : 2, 1 + block % 32);
+                      // Every group redesigned, the effect faded out into bypass and back in.
+                      const int id = block % kNumParameters;
+                      engine.setParameter(id, id == kEnableEffect ? static_cast<float>(block < 500 || block > 1500) : 0.8f);
+                      engine.getValueText(id, text, sizeof text);
+                      engine.getParameterName(id, text, sizeof text);
+                      engine.getPhysicalValue(id);
+                      engine.getMeterValue(kCh2Meter);
+                  }
+              }),
+              0);
 }
