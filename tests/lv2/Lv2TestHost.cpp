@@ -3,8 +3,6 @@
 #include "Q38Engine.h"
 #include "Q38EngineHooks.h"
 
-#include <lv2/core/lv2.h>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -20,20 +18,17 @@ Audio testSignal(int inNumChannels, std::size_t inNumFrames)
     Audio audio(static_cast<std::size_t>(inNumChannels), std::vector<float>(inNumFrames));
     std::uint32_t noise = 12345;
     for (std::size_t i = 0; i < inNumFrames; ++i) {
-        const double t = static_cast<double>(i) / kSampleRate;
+        const double t = 2.0 * std::numbers::pi * static_cast<double>(i) / kSampleRate;
         for (int c = 0; c < inNumChannels; ++c) {
             noise = noise * 1664525u + 1013904223u;
-            const double tone = std::sin(2.0 * std::numbers::pi * (220.0 + 110.0 * c) * t + c);
-            const double high = std::sin(2.0 * std::numbers::pi * 3100.0 * t);
-            const double white = static_cast<double>(noise) / 4294967296.0 - 0.5;
-            audio[static_cast<std::size_t>(c)][i] = static_cast<float>(0.3 * tone + 0.05 * high + 0.02 * white);
+            audio[std::size_t(c)][i] = static_cast<float>(0.3 * std::sin((220.0 + 110.0 * c) * t + c) +
+                                                          0.05 * std::sin(3100.0 * t) + 0.02 * (noise / 0x1p32 - 0.5));
         }
     }
     return audio;
 }
 
-TestHost::TestHost()
-    : mWorld(lilv_world_new())
+TestHost::TestHost() : mWorld(lilv_world_new())
 {
     setenv("Q38_HISS_SEED", std::to_string(kSeed).c_str(), 1);
     LilvNode* bundle = lilv_new_file_uri(mWorld, nullptr, Q38_LV2_BUNDLE_DIR "/");
@@ -48,12 +43,9 @@ TestHost::~TestHost()
     lilv_world_free(mWorld);
 }
 
-const LilvPlugin* TestHost::plugin(const char* inUri) const
+const LilvPlugin* TestHost::plugin(const char* inUri)
 {
-    LilvNode* uri = lilv_new_uri(mWorld, inUri);
-    const LilvPlugin* plugin = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(mWorld), uri);
-    lilv_node_free(uri);
-    return plugin;
+    return lilv_plugins_get_by_uri(lilv_world_get_all_plugins(mWorld), uri(inUri));
 }
 
 const LilvNode* TestHost::uri(const std::string& inUri)
@@ -65,33 +57,23 @@ const LilvNode* TestHost::uri(const std::string& inUri)
 }
 
 Audio TestHost::render(const char* inPluginUri, const Audio& inInput, std::uint32_t inBlockSize,
-                       const std::map<std::string, float>& inControls, const std::vector<ControlChange>& inChanges,
-                       Meters* outMeters)
+                       const Controls& inControls, float* outMeters)
 {
     const LilvPlugin* plugin = this->plugin(inPluginUri);
-    if (plugin == nullptr) {
-        ADD_FAILURE() << "no plugin " << inPluginUri;
+    LilvInstance* instance = plugin ? lilv_plugin_instantiate(plugin, kSampleRate, nullptr) : nullptr;
+    if (instance == nullptr) {
+        ADD_FAILURE() << "cannot instantiate " << inPluginUri;
         return {};
     }
     const std::uint32_t numPorts = lilv_plugin_get_num_ports(plugin);
     std::vector<float> values(numPorts);
     lilv_plugin_get_port_ranges_float(plugin, nullptr, nullptr, values.data());
-    const auto portIndex = [&](const std::string& inSymbol) {
-        LilvNode* symbol = lilv_new_string(mWorld, inSymbol.c_str());
-        const LilvPort* port = lilv_plugin_get_port_by_symbol(plugin, symbol);
-        lilv_node_free(symbol);
-        if (port == nullptr)
-            throw std::runtime_error("no port " + inSymbol);
-        return lilv_port_get_index(plugin, port);
-    };
-    for (const auto& [symbol, value] : inControls)
-        values[portIndex(symbol)] = value;
-
-    LilvInstance* instance = lilv_plugin_instantiate(plugin, kSampleRate, nullptr);
-    if (instance == nullptr) {
-        ADD_FAILURE() << "cannot instantiate " << inPluginUri;
-        return {};
+    std::map<std::string, float*> bySymbol;
+    for (std::uint32_t p = 0; p < numPorts; ++p) {
+        const LilvPort* port = lilv_plugin_get_port_by_index(plugin, p);
+        bySymbol[lilv_node_as_string(lilv_port_get_symbol(plugin, port))] = &values[p];
     }
+
     const std::size_t channels = inInput.size();
     const std::size_t frames = inInput[0].size();
     Audio output(channels, std::vector<float>(frames));
@@ -99,58 +81,46 @@ Audio TestHost::render(const char* inPluginUri, const Audio& inInput, std::uint3
     for (std::uint32_t p = 0; p < firstAudio; ++p)
         lilv_instance_connect_port(instance, p, &values[p]);
     lilv_instance_activate(instance);
-
-    std::size_t nextChange = 0;
+    auto change = inControls.begin();
     for (std::size_t start = 0; start < frames; start += inBlockSize) {
-        for (; nextChange < inChanges.size() && inChanges[nextChange].mFrame <= start; ++nextChange)
-            values[portIndex(inChanges[nextChange].mSymbol)] = inChanges[nextChange].mValue;
-        for (std::size_t c = 0; c < channels; ++c) {
-            // The host's buffers: a run may only read and write its own frames.
-            lilv_instance_connect_port(instance, firstAudio + static_cast<std::uint32_t>(c),
-                                       const_cast<float*>(inInput[c].data() + start));
-            lilv_instance_connect_port(instance, firstAudio + static_cast<std::uint32_t>(channels + c),
-                                       output[c].data() + start);
+        for (; change != inControls.end() && change->mFrame <= start; ++change)
+            *bySymbol.at(change->mKey) = change->mValue;
+        // The host's buffers move on: a run may only touch its own frames.
+        for (std::uint32_t c = 0; c < channels; ++c) {
+            lilv_instance_connect_port(instance, firstAudio + c, const_cast<float*>(inInput[c].data() + start));
+            lilv_instance_connect_port(instance, firstAudio + std::uint32_t(channels) + c, output[c].data() + start);
         }
-        lilv_instance_run(instance, static_cast<std::uint32_t>(std::min<std::size_t>(inBlockSize, frames - start)));
+        lilv_instance_run(instance, std::uint32_t(std::min<std::size_t>(inBlockSize, frames - start)));
     }
     if (outMeters != nullptr)
-        for (std::uint32_t m = 0; m < 2; ++m)
-            outMeters->mValues[m] = values[kNumParameters + m];
+        std::copy_n(values.begin() + kNumParameters, kNumMeters, outMeters);
     lilv_instance_deactivate(instance);
     lilv_instance_free(instance);
     return output;
 }
 
-Audio renderEngine(const Audio& inInput, std::size_t inHostBlock, const std::map<int, float>& inParameters,
-                   const std::vector<ParameterChange>& inChanges, Meters* outMeters)
+Audio renderEngine(const Audio& inInput, std::size_t inHostBlock, const Parameters& inParameters, float* outMeters)
 {
     const std::unique_ptr<Q38Engine> engine(createQ38Engine());
     q38FixHissSeed(engine.get(), kSeed);
     engine->setSampleRate(kSampleRate);
-    for (const auto& [id, value] : inParameters)
-        engine->setParameter(id, value);
 
     const int channels = static_cast<int>(inInput.size());
     const std::size_t frames = inInput[0].size();
     Audio output(inInput.size(), std::vector<float>(frames));
-    std::size_t nextChange = 0;
+    auto change = inParameters.begin();
     for (std::size_t run = 0; run < frames; run += inHostBlock) {
-        for (; nextChange < inChanges.size() && inChanges[nextChange].mFrame <= run; ++nextChange)
-            engine->setParameter(inChanges[nextChange].mParameterId, inChanges[nextChange].mNormalizedValue);
+        for (; change != inParameters.end() && change->mFrame <= run; ++change)
+            engine->setParameter(change->mKey, change->mValue);
         const std::size_t runEnd = std::min(frames, run + inHostBlock);
         for (std::size_t start = run; start < runEnd; start += kQ38MaxBufferSize) {
-            const float* in[2] = {};
-            float* out[2] = {};
-            for (int c = 0; c < channels; ++c) {
-                in[c] = inInput[static_cast<std::size_t>(c)].data() + start;
-                out[c] = output[static_cast<std::size_t>(c)].data() + start;
-            }
-            engine->process(in, out, channels, static_cast<int>(std::min<std::size_t>(kQ38MaxBufferSize, runEnd - start)));
+            const float* in[2] = {inInput[0].data() + start, inInput[channels - 1].data() + start};
+            float* out[2] = {output[0].data() + start, output[channels - 1].data() + start};
+            engine->process(in, out, channels, int(std::min<std::size_t>(kQ38MaxBufferSize, runEnd - start)));
         }
     }
-    if (outMeters != nullptr)
-        for (int m = 0; m < kNumMeters; ++m)
-            outMeters->mValues[m] = engine->getMeterValue(m);
+    for (int m = 0; outMeters != nullptr && m < kNumMeters; ++m)
+        outMeters[m] = engine->getMeterValue(m);
     return output;
 }
 
