@@ -127,8 +127,8 @@ TEST_F(CliRender, PresetsLoadSaveAndGiveWayToLaterOptions)
     writeText(mFolder / "warm.q38preset", "# a warm vocal\nCh.1: Input Gain = 52 dB   # hot\n\ninput-gain2 = 48.5\n"
                                           "highpass = 80 Hz\nStereo Link = Unlinked\ntrim = -2.25 dB\n");
     const auto options = [](const char* inGain1) {
-        return std::vector<std::string>{"--input-gain2", "48.5", "--highpass", "80 Hz",
-                                        "--trim",        "-2.25", "--input-gain1", inGain1};
+        return std::vector<std::string>{"--input-gain2", "48.5", "--highpass", "80 Hz", "--trim", "-2.25",
+                                        "--input-gain1", inGain1};
     };
     const Sound in = tone(48000, 2, 9000, -14.0);
     const Sound preset = render(in, {"--preset", "warm.q38preset", "--save-preset"}, "a.wav");

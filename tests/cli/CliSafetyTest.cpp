@@ -27,7 +27,7 @@ protected:
     void expectFailure(const std::vector<std::string>& inArguments, int inStatus, const std::string& inMessage,
                        const std::string& inVariables = "")
     {
-        SCOPED_TRACE(inMessage);
+        SCOPED_TRACE(inVariables + ::testing::PrintToString(inArguments));
         const auto before = mFolder.contents();
         const RunResult result = mFolder.run(inArguments, inVariables);
         EXPECT_EQ(result.mStatus, inStatus);

@@ -3,12 +3,6 @@
 
 #include "Lv2TestHost.h"
 
-#include "Q38Engine.h"
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 namespace lv2test {
 namespace {
 
