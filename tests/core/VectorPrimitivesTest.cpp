@@ -48,7 +48,7 @@ TEST(VectorPrimitives, StatusCodesWithPointerCheckFirst)
     double block[2] = {1.0, 2.0}, low = 0.0;
     EXPECT_EQ(vectorAdd(block, nullptr, block, 2), kVectorNullPointerError);  // one null is enough
     EXPECT_EQ(vectorMinMax(block, 2, &low, nullptr), kVectorNullPointerError);
-    EXPECT_EQ(vectorThreshold(block, block, 2, 1.0, 1.0, -1.0, -1.0), kVectorThresholdError);
+    EXPECT_EQ(vectorThreshold(block, block, 2, 0.5, 0.5, 0.25, 0.25), kVectorThresholdError);
     EXPECT_TRUE(block[0] == 1.0 && block[1] == 2.0);
 }
 

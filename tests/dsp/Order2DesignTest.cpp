@@ -223,6 +223,18 @@ TEST(Order2HighPass, SweepIsFiniteStableAndMinimumPhase)
     EXPECT_TRUE(capture.empty());
 }
 
+TEST(Order2HighPass, RootReflectionKeepsTheMagnitude)
+{
+    // Zeros at 1.1 and 0.25, poles at radius 1.01: moved inside, the magnitude kept.
+    const double outside[6] = {1.0, -1.35, 0.275, 1.0, -2.02 * std::cos(1.0), 1.0201};
+    Section s{{1.0, -1.35, 0.275, 1.0, -2.02 * std::cos(1.0), 1.0201}, {}, 48000.0, {}};
+    EXPECT_TRUE(dsp::reflectRootsIntoUnitCircle(s.mDigital));
+    EXPECT_TRUE(dsp::DigitalIIRTools<2>::isStable(s.mDigital) && dsp::DigitalIIRTools<2>::isMinimumPhase(s.mDigital));
+    for (double f : {300.0, 5000.0, 20000.0})
+        EXPECT_NEAR(s.digital(f), dsp::digitalSquaredMagnitudeOrder2(outside, f, s.mFs), 1e-12 * s.digital(f)) << f;
+    EXPECT_FALSE(dsp::reflectRootsIntoUnitCircle(s.mDigital));  // already inside: untouched
+}
+
 TEST(Order2LowPass, FlatTopsAndTheChoiceOfMatch)
 {
     // g = 1, or within 1e-10 of it: exactly flat at the output gain.

@@ -149,7 +149,7 @@ TEST(Solvers, EachDocumentedFailureThrows)
 {
     const double nan = std::nan("");
     double c = 0, d = 0, w = 0, t = 0;
-    // Powers of rational functions that no real prototype has; their extrema lie at 0.30132 and 0.86728.
+    // Powers of rational functions that no real prototype has.
     auto m = [](double a, double b, double e, double f, double g) {
         return [=](double u) { return (a * u * u + b * u + g * g * f) / (u * u + e * u + f); };
     };
@@ -163,7 +163,7 @@ TEST(Solvers, EachDocumentedFailureThrows)
         [&] { dsp::solveUnitDcExtremumTwoPointsFloored(1, 2, 3, 1.5, 3, 1.5, 0, &c, &d, &w, &t); },  // f undefined
         [&] { dsp::solveUnitDcTwoExtrema(1, 2, 4, 2, &c, &d, &w, &t); },      // m1 = m2
         [&] { dsp::solveUnitDcTwoExtrema(1, 0, 4, 2, &c, &d, &w, &t); },      // m1 = 0
-        [&] { dsp::solveUnitDcTwoExtrema(1, 0.5, 4, -1, &c, &d, &w, &t); },   // m2 < 0
+        [&] { dsp::solveUnitDcTwoExtrema(1, 2, 2, -0.1, &c, &d, &w, &t); },   // m2 < 0
         [&] { dsp::solveUnitDcTwoExtrema(1, 2, 10, 3, &c, &d, &w, &t); },     // R < 0
         [&] { dsp::solveUnitDcTwoExtrema(4, 2.5, 4.5, 4, &c, &d, &w, &t); },  // E < 0
         // A peak between 1 and N^2 makes f, A or B negative.
@@ -174,9 +174,9 @@ TEST(Solvers, EachDocumentedFailureThrows)
         [&] { dsp::solveFixedTopKnownCornerTwoPoints(1, 2, 3, 2, 1.5, 2, &c, &d); },  // m1 = m2
         [&] { dsp::solveFixedTopKnownCornerTwoPoints(3, 1, 3, 2, 1.5, 2, &c, &d); },  // u1 = u2
         [&] { dsp::solveDcGainFourPoints(3, negA(3), 2, negA(2), 1, negA(1), 0.5, negA(0.5), 0.1, &c, &d, &w, &t); },
-        [&] { dsp::solveDcGainFourPoints(1, nan, 2, 0.5, 3, 0.6, 4, 0.7, 0.1, &c, &d, &w, &t); },
-        [&] { extremumCase(0.3013233435508916, m(1.0, -1.0, -3.0, -1.0, 0.3)); },  // f < 0
-        [&] { extremumCase(0.8672830804675363, m(-0.2, 3.0, 1.0, 1.0, 0.3)); },    // t^2 < 0
+        [&] { dsp::solveDcGainFourPoints(1, nan, 2, 0.5, 3, 0.6, 4, 0.7, 0.1, &c, &d, &w, &t); },  // t^2 undefined
+        [&] { extremumCase(0.3013233435508916, m(1.0, -1.0, -3.0, -1.0, 0.3)); },  // at its extremum; f < 0
+        [&] { extremumCase(0.8672830804675363, m(-0.2, 3.0, 1.0, 1.0, 0.3)); },    // at its extremum; t^2 < 0
         [&] { dsp::solveUnitTopThreePoints(0.0, 1.0, 0.5, 2.0, 0.5, 4.0, 0.5, &c, &d, &w); },  // singular
         [&] { dsp::solveUnitTopExtremumCrossing(0.5, 10.0, 0.25, 5.0, &c, &d, &w); },  // g^2 = mp
         [&] { dsp::solveUnitTopExtremumCrossing(1.5, 10.0, 2.0, 5.0, &c, &d, &w); },   // f < 0
@@ -186,11 +186,12 @@ TEST(Solvers, EachDocumentedFailureThrows)
     };
     for (std::size_t i = 0; i < std::size(throwing); ++i)
         EXPECT_THROW(throwing[i](), dsp::EquationSolutionException) << "case " << i;
-    // First order: equal frequencies, e = 0, R < 0; equal frequencies, flat, c^2 < 0. Nothing is written.
+    // First order: d = 0, e = 0, R < 0, a^2 < 0; then d = 0, e = 0, c^2 < 0. Nothing is written.
     const std::function<void()> firstOrder[] = {
         [&] { dsp::solveOrder1ThreePoint(0.0, 2.0, 0.5, 2.0, 0.7, &c, &d, &w); },
-        [&] { dsp::solveOrder1ThreePoint(0.0, 1.0, 0.25, 2.0, 0.5, &c, &d, &w); },
+        [&] { dsp::solveOrder1ThreePoint(0.5, 2.0, 1.0, 1.0, 0.75, &c, &d, &w); },
         [&] { dsp::solveOrder1ThreePoint(0.0, 1.0, 0.5, 2.0, 0.25, &c, &d, &w); },
+        [&] { dsp::solveOrder1ThreePoint(0.5, 1.0, 0.25, 4.0, 0.0, &c, &d, &w); },
         [&] { dsp::solveOrder1TwoPoint(2.0, 1.5, 2.0, 1.2, &c, &d, &w); },
         [&] { dsp::solveOrder1TwoPoint(2.0, 1.0, 1.0, 1.0, &c, &d, &w); },
         [&] { dsp::solveOrder1TwoPoint(2.0, 0.5, 1.0, 2.0, &c, &d, &w); },
