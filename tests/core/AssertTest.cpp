@@ -6,7 +6,6 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -34,12 +33,17 @@ int doubleChecked(int inValue)
 // of ioText and returns the milliseconds; -1 when the text does not start with one.
 long long takeStampLine(std::string& ioText)
 {
-    std::smatch match;
-    if (!std::regex_search(ioText, match, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d (\d+)\n)"),
-                           std::regex_constants::match_continuous))
+    const std::string shape = "dddd-dd-dd dd:dd:dd ";
+    const std::size_t end = ioText.find('\n');
+    if (end == std::string::npos || end <= shape.size())
         return -1;
-    const long long milliseconds = std::stoll(match[1]);
-    ioText.erase(0, match.length(0));
+    for (std::size_t i = 0; i < end; ++i) {
+        const bool digit = ioText[i] >= '0' && ioText[i] <= '9';
+        if (i < shape.size() && shape[i] != 'd' ? ioText[i] != shape[i] : !digit)
+            return -1;
+    }
+    const long long milliseconds = std::stoll(ioText.substr(shape.size(), end - shape.size()));
+    ioText.erase(0, end + 1);
     return milliseconds;
 }
 
