@@ -8,29 +8,6 @@ namespace lv2 {
 
 namespace {
 
-constexpr const char* kParameterSymbols[kNumParameters] = {
-    "enable",
-    "stereo_link",
-    "stereo_mode",
-    "ch1_phase_reverse",
-    "ch2_phase_reverse",
-    "ch1_input_gain",
-    "ch2_input_gain",
-    "ch1_highpass",
-    "ch2_highpass",
-    "ch1_high_tone",
-    "ch2_high_tone",
-    "ch1_low_tone",
-    "ch2_low_tone",
-    "ch1_enable_eq",
-    "ch2_enable_eq",
-    "ch1_output_trim",
-    "ch2_output_trim",
-};
-
-constexpr const char* kMeterSymbols[kNumMeters] = {"ch1_meter", "ch2_meter"};
-constexpr const char* kMeterNames[kNumMeters] = {"Ch.1: Meter", "Ch.2: Meter"};
-
 // The switches are found by scanning the display texts on a grid fine enough
 // for any sensible number of states; k / kScanSteps is exact in float.
 constexpr int kScanSteps = 1024;
@@ -107,21 +84,6 @@ float physicalValue(const ParameterPort& inPort, float inNormalizedValue)
 }
 
 } // namespace
-
-const char* parameterSymbol(int inParameterId)
-{
-    return kParameterSymbols[inParameterId];
-}
-
-const char* meterSymbol(int inMeterId)
-{
-    return kMeterSymbols[inMeterId];
-}
-
-const char* meterName(int inMeterId)
-{
-    return kMeterNames[inMeterId];
-}
 
 const char* describeParameter(Q38Engine& inEngine, int inParameterId, ParameterPort& outPort)
 {

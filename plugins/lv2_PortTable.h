@@ -23,9 +23,14 @@ inline constexpr int kFirstMeterPort = kNumParameters;
 inline constexpr int kFirstAudioPort = kFirstMeterPort + static_cast<int>(kNumMeters);
 
 // Port symbols are what hosts store in sessions and presets: never rename.
-const char* parameterSymbol(int inParameterId);
-const char* meterSymbol(int inMeterId);
-const char* meterName(int inMeterId);
+inline constexpr const char* kParameterSymbols[kNumParameters] = {
+    "enable",          "stereo_link",     "stereo_mode",   "ch1_phase_reverse", "ch2_phase_reverse",
+    "ch1_input_gain",  "ch2_input_gain",  "ch1_highpass",  "ch2_highpass",      "ch1_high_tone",
+    "ch2_high_tone",   "ch1_low_tone",    "ch2_low_tone",  "ch1_enable_eq",     "ch2_enable_eq",
+    "ch1_output_trim", "ch2_output_trim",
+};
+inline constexpr const char* kMeterSymbols[kNumMeters] = {"ch1_meter", "ch2_meter"};
+inline constexpr const char* kMeterNames[kNumMeters] = {"Ch.1: Meter", "Ch.2: Meter"};
 
 enum class PortKind
 {

@@ -30,17 +30,13 @@ struct PluginVariant
     const char* mUri;
     const char* mName;
     int mNumChannels;
-    const char* mInputSymbols[2];
-    const char* mInputNames[2];
-    const char* mOutputSymbols[2];
-    const char* mOutputNames[2];
+    const char* mAudioPorts[4][2]; // symbol and name of the inputs, then the outputs
 };
 
 constexpr PluginVariant kVariants[] = {
-    {lv2::kStereoPluginUri, "Q38 Tube Preamp", 2, {"in_l", "in_r"}, {"Left In", "Right In"}, {"out_l", "out_r"},
-     {"Left Out", "Right Out"}},
-    {lv2::kMonoPluginUri, "Q38 Tube Preamp (Mono)", 1, {"in", nullptr}, {"In", nullptr}, {"out", nullptr},
-     {"Out", nullptr}},
+    {lv2::kStereoPluginUri, "Q38 Tube Preamp", 2,
+     {{"in_l", "Left In"}, {"in_r", "Right In"}, {"out_l", "Left Out"}, {"out_r", "Right Out"}}},
+    {lv2::kMonoPluginUri, "Q38 Tube Preamp (Mono)", 1, {{"in", "In"}, {"out", "Out"}}},
 };
 
 std::string quoted(const std::string& inText)
@@ -73,12 +69,19 @@ std::string unitNode(const std::string& inUnit)
            " ; units:render " + quoted("%f " + inUnit) + " ]";
 }
 
+// The lines every port has.
+void writePortHead(std::ostream& ioOut, const char* inClasses, int inIndex, const std::string& inSymbol,
+                   const std::string& inName)
+{
+    ioOut << "        a " << inClasses << " ;\n"
+          << "        lv2:index " << inIndex << " ;\n"
+          << "        lv2:symbol " << quoted(inSymbol) << " ;\n"
+          << "        lv2:name " << quoted(inName) << " ;\n";
+}
+
 void writeParameterPort(std::ostream& ioOut, int inId, const lv2::ParameterPort& inPort)
 {
-    ioOut << "        a lv2:InputPort , lv2:ControlPort ;\n"
-          << "        lv2:index " << inId << " ;\n"
-          << "        lv2:symbol " << quoted(lv2::parameterSymbol(inId)) << " ;\n"
-          << "        lv2:name " << quoted(inPort.mName) << " ;\n";
+    writePortHead(ioOut, "lv2:InputPort , lv2:ControlPort", inId, lv2::kParameterSymbols[inId], inPort.mName);
     if (inId == kEnableEffect)
         ioOut << "        lv2:designation lv2:enabled ;\n";
     switch (inPort.mKind) {
@@ -104,14 +107,6 @@ void writeParameterPort(std::ostream& ioOut, int inId, const lv2::ParameterPort&
     }
 }
 
-void writeAudioPort(std::ostream& ioOut, int inIndex, bool inIsInput, const char* inSymbol, const char* inName)
-{
-    ioOut << "        a lv2:" << (inIsInput ? "InputPort" : "OutputPort") << " , lv2:AudioPort ;\n"
-          << "        lv2:index " << inIndex << " ;\n"
-          << "        lv2:symbol " << quoted(inSymbol) << " ;\n"
-          << "        lv2:name " << quoted(inName) << " ;\n";
-}
-
 void writePlugin(std::ostream& ioOut, const PluginVariant& inVariant, const lv2::ParameterPort (&inPorts)[kNumParameters],
                  const std::string& inLicense, const std::string& inMinor, const std::string& inMicro)
 {
@@ -123,37 +118,23 @@ void writePlugin(std::ostream& ioOut, const PluginVariant& inVariant, const lv2:
           << "    lv2:microVersion " << inMicro << " ;\n"
           << "    lv2:optionalFeature lv2:hardRTCapable ;\n"
           << "    lv2:port [\n";
-
-    bool first = true;
-    const auto separator = [&]() {
-        if (!first)
-            ioOut << "    ] , [\n";
-        first = false;
-    };
     for (int id = 0; id < kNumParameters; ++id) {
-        separator();
         writeParameterPort(ioOut, id, inPorts[id]);
+        ioOut << "    ] , [\n";
     }
     for (int m = 0; m < kNumMeters; ++m) {
-        separator();
-        ioOut << "        a lv2:OutputPort , lv2:ControlPort ;\n"
-              << "        lv2:index " << lv2::kFirstMeterPort + m << " ;\n"
-              << "        lv2:symbol " << quoted(lv2::meterSymbol(m)) << " ;\n"
-              << "        lv2:name " << quoted(lv2::meterName(m)) << " ;\n"
-              << "        lv2:minimum 0.0 ;\n"
-              << "        lv2:maximum 1.0 ;\n";
+        writePortHead(ioOut, "lv2:OutputPort , lv2:ControlPort", lv2::kFirstMeterPort + m, lv2::kMeterSymbols[m],
+                      lv2::kMeterNames[m]);
+        ioOut << "        lv2:minimum 0.0 ;\n"
+              << "        lv2:maximum 1.0 ;\n"
+              << "    ] , [\n";
     }
-    const int channels = inVariant.mNumChannels;
-    for (int c = 0; c < channels; ++c) {
-        separator();
-        writeAudioPort(ioOut, lv2::kFirstAudioPort + c, true, inVariant.mInputSymbols[c], inVariant.mInputNames[c]);
+    const int numAudioPorts = 2 * inVariant.mNumChannels;
+    for (int p = 0; p < numAudioPorts; ++p) {
+        const char* classes = p < inVariant.mNumChannels ? "lv2:InputPort , lv2:AudioPort" : "lv2:OutputPort , lv2:AudioPort";
+        writePortHead(ioOut, classes, lv2::kFirstAudioPort + p, inVariant.mAudioPorts[p][0], inVariant.mAudioPorts[p][1]);
+        ioOut << (p + 1 < numAudioPorts ? "    ] , [\n" : "    ] .\n");
     }
-    for (int c = 0; c < channels; ++c) {
-        separator();
-        writeAudioPort(ioOut, lv2::kFirstAudioPort + channels + c, false, inVariant.mOutputSymbols[c],
-                       inVariant.mOutputNames[c]);
-    }
-    ioOut << "    ] .\n";
 }
 
 bool writeFile(const std::string& inPath, const std::string& inText)

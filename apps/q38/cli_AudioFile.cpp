@@ -108,19 +108,20 @@ struct SubtypeEntry
     const char* mName;
     int mSubtype;
     const char* mDescription;
+    bool mClips; // integer formats clip overs instead of wrapping them round
 };
 constexpr SubtypeEntry kSubtypes[] = {
-    {"PCM_S8", SF_FORMAT_PCM_S8, "8-bit signed"},
-    {"PCM_U8", SF_FORMAT_PCM_U8, "8-bit unsigned"},
-    {"PCM_16", SF_FORMAT_PCM_16, "16-bit"},
-    {"PCM_24", SF_FORMAT_PCM_24, "24-bit"},
-    {"PCM_32", SF_FORMAT_PCM_32, "32-bit integer"},
-    {"FLOAT", SF_FORMAT_FLOAT, "32-bit float"},
-    {"DOUBLE", SF_FORMAT_DOUBLE, "64-bit float"},
-    {"VORBIS", SF_FORMAT_VORBIS, "Vorbis"},
-    {"OPUS", SF_FORMAT_OPUS, "Opus"},
-    {"ULAW", SF_FORMAT_ULAW, "u-law"},
-    {"ALAW", SF_FORMAT_ALAW, "A-law"},
+    {"PCM_S8", SF_FORMAT_PCM_S8, "8-bit signed", true},
+    {"PCM_U8", SF_FORMAT_PCM_U8, "8-bit unsigned", true},
+    {"PCM_16", SF_FORMAT_PCM_16, "16-bit", true},
+    {"PCM_24", SF_FORMAT_PCM_24, "24-bit", true},
+    {"PCM_32", SF_FORMAT_PCM_32, "32-bit integer", true},
+    {"FLOAT", SF_FORMAT_FLOAT, "32-bit float", false},
+    {"DOUBLE", SF_FORMAT_DOUBLE, "64-bit float", false},
+    {"VORBIS", SF_FORMAT_VORBIS, "Vorbis", false},
+    {"OPUS", SF_FORMAT_OPUS, "Opus", false},
+    {"ULAW", SF_FORMAT_ULAW, "u-law", true},
+    {"ALAW", SF_FORMAT_ALAW, "A-law", true},
 };
 
 std::string upper(std::string inText)
@@ -133,12 +134,6 @@ std::string lower(std::string inText)
 {
     std::transform(inText.begin(), inText.end(), inText.begin(), [](unsigned char c) { return std::tolower(c); });
     return inText;
-}
-
-bool isIntegerSubtype(int inSubtype)
-{
-    return inSubtype != SF_FORMAT_FLOAT && inSubtype != SF_FORMAT_DOUBLE && inSubtype != SF_FORMAT_VORBIS &&
-           inSubtype != SF_FORMAT_OPUS;
 }
 
 // --- libsndfile on a temporary file ------------------------------------------------
@@ -249,7 +244,7 @@ OutputFormat chooseOutputFormat(const fs::path& inPath, const std::string& inSub
                          "' (the output's extension chooses one of " + known + ")");
     }
     const SubtypeEntry* subtype = nullptr;
-    const std::string wanted = upper(inSubtype.empty() ? std::string() : inSubtype);
+    const std::string wanted = upper(inSubtype);
     for (const SubtypeEntry& entry : kSubtypes)
         if (inSubtype.empty() ? entry.mSubtype == container->mDefaultSubtype : wanted == entry.mName)
             subtype = &entry;
@@ -266,7 +261,7 @@ OutputFormat chooseOutputFormat(const fs::path& inPath, const std::string& inSub
     if (!sf_format_check(&info))
         throw UsageError("cannot write " + quoted(inPath) + ": " + container->mName + " does not hold " +
                          subtype->mName + " at " + std::to_string(inSampleRate) + " Hz");
-    return {info.format, std::string(container->mName) + ", " + subtype->mDescription};
+    return {info.format, subtype->mClips, std::string(container->mName) + ", " + subtype->mDescription};
 }
 
 void checkOutputPath(const fs::path& inPath, const FileIdentity* inInput, bool inOverwrite)
@@ -397,8 +392,7 @@ OutputFile::OutputFile(const fs::path& inPath, const OutputFormat& inFormat, int
         mTemporary.fail(mTemporary.lastError() ? systemError(mTemporary.lastError()) : sf_strerror(nullptr));
     // No time stamp in the file, so equal renders give equal files.
     sf_command(mFile, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
-    // Integer formats clip overs instead of wrapping them round.
-    if (isIntegerSubtype(inFormat.mFormat & SF_FORMAT_SUBMASK))
+    if (inFormat.mClips)
         sf_command(mFile, SFC_SET_CLIPPING, nullptr, SF_TRUE);
 }
 

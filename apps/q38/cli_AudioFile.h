@@ -54,6 +54,7 @@ private:
 struct OutputFormat
 {
     int mFormat = 0; // major format | subtype, as libsndfile takes it
+    bool mClips = false; // samples beyond full scale are clipped
     std::string mDescription;
 };
 
@@ -78,7 +79,6 @@ public:
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
     int descriptor() const { return mDescriptor; }
-    const std::filesystem::path& destination() const { return mDestination; }
     // Writes all bytes or throws Error naming the destination.
     void write(const void* inData, std::size_t inSize);
     // Writes what it can; on a short write the reason stays in lastError().

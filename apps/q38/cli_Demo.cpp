@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <numbers>
+#include <vector>
 
 namespace cli {
 
@@ -16,6 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr int kDemoSampleRate = 48000;
 constexpr double kSampleRate = kDemoSampleRate;
 constexpr double kTwoPi = 2.0 * std::numbers::pi;
 constexpr double kProgrammePeakDb = -18.0; // a healthy microphone level
@@ -155,8 +157,8 @@ std::vector<double> sweep(std::size_t inLength)
     return signal;
 }
 
-} // namespace
-
+// Interleaved stereo: a voice-like signal on the left and a plucked string on
+// the right, then a sine sweep on both.
 std::vector<float> synthesizeDemoProgramme()
 {
     const auto samples = [](double inSeconds) { return static_cast<std::size_t>(inSeconds * kSampleRate); };
@@ -177,6 +179,8 @@ std::vector<float> synthesizeDemoProgramme()
         programme[2 * (sweepStart + n)] = programme[2 * (sweepStart + n) + 1] = static_cast<float>(tone[n]);
     return programme;
 }
+
+} // namespace
 
 void runDemo(const fs::path& inFolder, bool inQuiet, const ParameterTable& inTable, std::ostream& outReport)
 {

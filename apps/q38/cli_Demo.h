@@ -7,15 +7,8 @@
 
 #include <filesystem>
 #include <ostream>
-#include <vector>
 
 namespace cli {
-
-constexpr int kDemoSampleRate = 48000;
-
-// Interleaved stereo at kDemoSampleRate: a voice-like signal on the left and
-// a plucked string on the right, then a sine sweep on both.
-std::vector<float> synthesizeDemoProgramme();
 
 void runDemo(const std::filesystem::path& inFolder, bool inQuiet, const ParameterTable& inTable,
              std::ostream& outReport);

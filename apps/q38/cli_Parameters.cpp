@@ -204,9 +204,6 @@ void ParameterTable::buildAliases()
                 mAliases.push_back({shorthand.mShort + suffix, alias.mIds});
         }
     }
-    for (const Alias& alias : mAliases)
-        if (alias.mIds.size() == 1)
-            mParameters[static_cast<std::size_t>(alias.mIds.front())].mOptions.push_back("--" + alias.mWord);
 }
 
 std::vector<Alias> ParameterTable::optionGroups() const

@@ -34,7 +34,6 @@ struct ParameterInfo
     float mDefault = 0.0f;             // normalized
     std::vector<std::string> mTexts;   // value texts in index order
     std::vector<float> mTextValues;    // a normalized value that shows each text
-    std::vector<std::string> mOptions; // option words that set this parameter alone
 };
 
 // An option word of the command line and the parameters it sets: one, or
@@ -64,7 +63,6 @@ public:
 
     const std::vector<ParameterInfo>& parameters() const { return mParameters; }
     const ParameterInfo& parameter(int inId) const { return mParameters.at(static_cast<std::size_t>(inId)); }
-    const std::vector<Alias>& aliases() const { return mAliases; }
 
     // The option words grouped by the parameters they set, in id order, the
     // both-channel group ahead of its channels.

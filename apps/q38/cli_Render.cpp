@@ -10,7 +10,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <sstream>
 #include <vector>
@@ -78,16 +77,6 @@ private:
     bool mDrawn = false;
 };
 
-struct EngineDeleter
-{
-    void operator()(Q38Engine* inEngine) const { delete inEngine; }
-};
-
-bool sameBits(float inA, float inB)
-{
-    return std::memcmp(&inA, &inB, sizeof inA) == 0;
-}
-
 } // namespace
 
 void Levels::add(const float* inSamples, std::size_t inCount)
@@ -129,7 +118,7 @@ RenderResult render(const RenderJob& inJob)
     if (inJob.mPresetPath)
         checkOutputPath(*inJob.mPresetPath, &inputIdentity, inJob.mOverwrite);
 
-    std::unique_ptr<Q38Engine, EngineDeleter> engine(createQ38Engine());
+    const std::unique_ptr<Q38Engine> engine(createQ38Engine());
     if (!engine)
         throw Error("cannot create the engine");
     if (inJob.mSeed)
@@ -137,8 +126,7 @@ RenderResult render(const RenderJob& inJob)
     engine->setSampleRate(input.sampleRate());
     // The engine starts at its defaults; only the differences go in.
     for (int id = 0; id < kNumParameters; ++id)
-        if (const float value = inJob.mValues[static_cast<std::size_t>(id)];
-            !sameBits(value, engine->getParameterValue(id)))
+        if (const float value = inJob.mValues[static_cast<std::size_t>(id)]; value != engine->getParameterValue(id))
             engine->setParameter(id, value);
 
     RenderResult result;
@@ -146,8 +134,6 @@ RenderResult render(const RenderJob& inJob)
     result.mSampleRate = input.sampleRate();
     result.mInputFormat = input.formatName();
     result.mOutputFormat = format.mDescription;
-    const bool clips = (format.mFormat & SF_FORMAT_SUBMASK) != SF_FORMAT_FLOAT &&
-                       (format.mFormat & SF_FORMAT_SUBMASK) != SF_FORMAT_DOUBLE;
 
     OutputFile output(inJob.mOutput, format, channels, input.sampleRate(), &inputIdentity, inJob.mOverwrite);
     ProgressBar progress(inJob.mShowProgress, input.frames(), input.sampleRate());
@@ -177,7 +163,7 @@ RenderResult render(const RenderJob& inJob)
         const std::size_t samples = static_cast<std::size_t>(frames * channels);
         result.mInputLevels.add(chunkIn.data(), samples);
         result.mOutputLevels.add(chunkOut.data(), samples);
-        if (clips)
+        if (format.mClips)
             result.mClippedSamples += std::count_if(chunkOut.begin(), chunkOut.begin() + static_cast<long>(samples),
                                                     [](float inSample) { return std::fabs(inSample) > 1.0f; });
         output.write(chunkOut.data(), frames);

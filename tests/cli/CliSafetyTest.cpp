@@ -1,9 +1,7 @@
-// Failures: one clear line, a non-zero exit, the input untouched and no
-// output or temporary file left behind.
+// Failures: a non-zero exit, one clear line, every file in the folder as it
+// was and no output or temporary file left behind.
 
 #include "CliTestSupport.h"
-
-#include <gtest/gtest.h>
 
 using namespace clitest;
 
@@ -14,96 +12,107 @@ class CliSafety : public ::testing::Test
 protected:
     void SetUp() override
     {
-        writeSound(mFolder / "in.wav", makeSound(48000, 2, 48000, sine(440.0, -20.0, 48000)));
-        mInputBytes = fileBytes(mFolder / "in.wav");
+        writeSound(mFolder / "in.wav", tone(48000, 2, 48000, -20.0));
+        writeSound(mFolder / "three.wav", tone(48000, 3, 100, -20.0));
+        writeSound(mFolder / "slow.wav", tone(4000, 1, 100, -20.0));
+        writeText(mFolder / "text.wav", "this is not a sound file\n");
+        writeText(mFolder / "kept.wav", "keep me");
+        writeText(mFolder / "bad.q38preset", "# fine\ntrim = 0\ninput-gain = 99 dB\n");
+        writeText(mFolder / "worse.q38preset", "no equals sign\n");
+        fs::create_directory(mFolder / "folder");
+        fs::create_symlink("in.wav", mFolder / "link.wav");
+        fs::create_hard_link(mFolder / "in.wav", mFolder / "hard.wav");
     }
 
-    // Runs a render that must fail and checks what it leaves.
-    void expectFailure(const std::vector<std::string>& inArguments, const std::string& inExpected,
-                       const std::vector<std::pair<std::string, std::string>>& inEnvironment = {})
+    void expectFailure(const std::vector<std::string>& inArguments, int inStatus, const std::string& inMessage,
+                       const std::string& inVariables = "")
     {
-        const std::vector<std::string> before = mFolder.names();
-        const RunResult run = runQ38(inArguments, inEnvironment);
-        EXPECT_NE(run.mStatus, 0);
-        EXPECT_EQ(lineCount(run.mErr), 1) << run.mErr;
-        EXPECT_EQ(run.mErr.rfind("q38: ", 0), 0u) << run.mErr;
-        EXPECT_NE(run.mErr.find(inExpected), std::string::npos) << run.mErr;
-        EXPECT_EQ(run.mOut, "");
-        EXPECT_EQ(mFolder.names(), before);
-        EXPECT_EQ(fileBytes(mFolder / "in.wav"), mInputBytes);
+        SCOPED_TRACE(inVariables + ::testing::PrintToString(inArguments));
+        const auto before = mFolder.contents();
+        const RunResult result = mFolder.run(inArguments, inVariables);
+        EXPECT_EQ(result.mStatus, inStatus);
+        EXPECT_EQ(result.mErr.rfind("q38: ", 0), 0u) << result.mErr;
+        EXPECT_NE(result.mErr.find(inMessage), std::string::npos) << result.mErr;
+        EXPECT_EQ(result.mErr.find('\n'), result.mErr.size() - 1) << result.mErr;
+        EXPECT_EQ(result.mOut, "");
+        EXPECT_TRUE(mFolder.contents() == before);
     }
-
-    std::string in() const { return (mFolder / "in.wav").string(); }
-    std::string at(const std::string& inName) const { return (mFolder / inName).string(); }
 
     ScratchFolder mFolder;
-    std::string mInputBytes;
 };
 
-} // namespace
-
-TEST_F(CliSafety, UnreadableInputs)
+std::vector<std::string> renderWith(std::vector<std::string> inOptions)
 {
-    expectFailure({"render", at("missing.wav"), "-o", at("out.wav")}, "No such file or directory");
-    writeText(mFolder / "text.wav", "this is not a sound file\n");
-    expectFailure({"render", at("text.wav"), "-o", at("out.wav")}, "is not a sound file");
-    fs::create_directory(mFolder / "folder");
-    expectFailure({"render", at("folder"), "-o", at("out.wav")}, "Is a directory");
-    writeSound(mFolder / "three.wav", makeSound(48000, 3, 100, noise(0.1)));
-    expectFailure({"render", at("three.wav"), "-o", at("out.wav")}, "has 3 channels");
-    writeSound(mFolder / "slow.wav", makeSound(4000, 1, 100, noise(0.1)));
-    expectFailure({"render", at("slow.wav"), "-o", at("out.wav")}, "4000 Hz");
+    inOptions.insert(inOptions.begin(), {"render", "in.wav", "-o", "out.wav"});
+    return inOptions;
 }
 
-TEST_F(CliSafety, UnsupportedOutputFormats)
+TEST_F(CliSafety, EveryFailureLeavesTheFilesAsTheyWere)
 {
-    expectFailure({"render", in(), "-o", at("out.xyz")}, "unsupported format '.xyz'");
-    expectFailure({"render", in(), "-o", at("out")}, "unsupported format");
-    expectFailure({"render", in(), "-o", at("out.flac"), "--subtype", "FLOAT"}, "FLAC does not hold FLOAT");
-    expectFailure({"render", in(), "-o", at("out.wav"), "--subtype", "PCM_23"}, "unknown subtype");
-    expectFailure({"render", in(), "-o", at("nowhere/out.wav")}, "No such file or directory");
-}
+    struct Case
+    {
+        std::vector<std::string> mArguments;
+        int mStatus; // 1: a file cannot be read or written, 2: a bad command line
+        const char* mMessage;
+        const char* mVariables = "";
+    };
+    const char* full = "Q38_TEST_WRITE_LIMIT=10000"; // the header fits, the samples do not
+    const char* fuller = "Q38_TEST_WRITE_LIMIT=20";  // not even the header fits
+    const Case cases[] = {
+        {{"render", "missing.wav", "-o", "out.wav"}, 1, "No such file or directory"},
+        {{"render", "text.wav", "-o", "out.wav"}, 1, "is not a sound file"},
+        {{"render", "folder", "-o", "out.wav"}, 1, "Is a directory"},
+        {{"render", "three.wav", "-o", "out.wav"}, 1, "has 3 channels"},
+        {{"render", "slow.wav", "-o", "out.wav"}, 1, "4000 Hz"},
+        {{"render", "in.wav", "-o", "out.xyz"}, 2, "unsupported format '.xyz'"},
+        {{"render", "in.wav", "-o", "out"}, 2, "unsupported format"},
+        {{"render", "in.wav", "-o", "out.flac", "--subtype", "FLOAT"}, 2, "FLAC does not hold FLOAT"},
+        {renderWith({"--subtype", "PCM_23"}), 2, "unknown subtype"},
+        {{"render", "in.wav", "-o", "nowhere/out.wav"}, 1, "No such file or directory"},
+        {{"render", "in.wav", "-o", "in.wav", "-f"}, 2, "'in.wav' is the input file"},
+        {{"render", "in.wav", "-o", "link.wav", "-f"}, 2, "'link.wav' is the input file"},
+        {{"render", "in.wav", "-o", "hard.wav", "-f"}, 2, "'hard.wav' is the input file"},
+        {{"render", "in.wav", "-o", "folder/../in.wav", "-f"}, 2, "is the input file"},
+        {renderWith({"--save-preset=hard.wav", "-f"}), 2, "'hard.wav' is the input file"},
+        {{"render", "in.wav", "-o", "kept.wav"}, 2, "'kept.wav' exists; use --force"},
+        {renderWith({}), 1, "No space left on device", full},
+        {renderWith({}), 1, "No space left on device", fuller},
+        {{"render", "in.wav", "-o", "out.flac"}, 1, "No space left on device", full},
+        {{"render", "in.wav", "-o", "out.flac"}, 1, "No space left on device", fuller},
+        {renderWith({"--input-gain", "80"}), 2, "Ch.1: Input Gain: 80 dB is out of range (3 to 76 dB)"},
+        {renderWith({"--trim2", "-24.5dB"}), 2, "Ch.2: Output Trim: -24.5 dB is out of range (-24 to 24 dB)"},
+        {renderWith({"--set", "Ch.1: Eq Low Tone Gain=11"}), 2, "Gain: 11 dB is out of range (-10 to 10 dB)"},
+        {renderWith({"--set", "7=1.5"}), 2, "Ch.1: HighPass Freq: normalized value 1.5 is out of range (0 to 1)"},
+        {renderWith({"--highpass", "90 Hz"}), 2, "\"90 Hz\" is not one of Bypassed | 80 Hz | 300 Hz | 80 + 300 Hz"},
+        {renderWith({"--stereo-mode", "X/Y"}), 2, "Stereo Mode: \"X/Y\" is not one of L/R | M/S"},
+        {renderWith({"--input-gain", "loud"}), 2, "Ch.1: Input Gain: \"loud\" is not a value in dB"},
+        {renderWith({"--set", "Volume=3"}), 2, "unknown parameter \"Volume\""},
+        {renderWith({"--set", "17=0"}), 2, "unknown parameter id 17"},
+        {renderWith({"--seed", "-1"}), 2, "--seed takes a whole number"},
+        {renderWith({"--trim"}), 2, "option --trim needs a value"},
+        {renderWith({"--no-such-option"}), 2, "unknown option --no-such-option"},
+        {renderWith({"--preset", "bad.q38preset"}), 2, "bad.q38preset:3: Ch.1: Input Gain: 99 dB is out of range"},
+        {renderWith({"--preset", "worse.q38preset"}), 2, "worse.q38preset:1: expected NAME = VALUE"},
+        {{"frobnicate"}, 2, "unknown command \"frobnicate\""},
+    };
+    for (const Case& item : cases)
+        expectFailure(item.mArguments, item.mStatus, item.mMessage, item.mVariables);
 
-TEST_F(CliSafety, NeverOverwritesTheInputByAnyName)
-{
-    fs::create_symlink(mFolder / "in.wav", mFolder / "link.wav");
-    fs::create_hard_link(mFolder / "in.wav", mFolder / "hard.wav");
-    fs::create_directory(mFolder / "sub");
-    for (const std::string& output : {in(), at("link.wav"), at("hard.wav"), at("sub/../in.wav")}) {
-        SCOPED_TRACE(output);
-        expectFailure({"render", in(), "-o", output, "--force"}, "is the input file");
-    }
-    expectFailure({"render", in(), "-o", at("out.wav"), "--save-preset=" + at("hard.wav"), "--force"},
-                  "is the input file");
-}
-
-TEST_F(CliSafety, ExistingOutputNeedsForce)
-{
-    writeText(mFolder / "out.wav", "keep me");
-    expectFailure({"render", in(), "-o", at("out.wav")}, "exists; use --force");
-    EXPECT_EQ(fileBytes(mFolder / "out.wav"), "keep me");
-
-    const RunResult forced = runQ38({"render", in(), "-o", at("out.wav"), "--force", "-q"});
-    EXPECT_EQ(forced.mStatus, 0) << forced.mErr;
-    EXPECT_EQ(readSound(mFolder / "out.wav").frames(), 48000);
-    EXPECT_EQ(mFolder.names(), (std::vector<std::string>{"in.wav", "out.wav"}));
-}
-
-TEST_F(CliSafety, FullDiskLeavesNothingBehind)
-{
-    // The header fits and the samples do not; then the header does not either.
-    for (const char* limit : {"10000", "20"}) {
-        SCOPED_TRACE(limit);
-        expectFailure({"render", in(), "-o", at("out.wav")}, "No space left on device",
-                      {{"Q38_TEST_WRITE_LIMIT", limit}});
-        expectFailure({"render", in(), "-o", at("out.flac")}, "No space left on device",
-                      {{"Q38_TEST_WRITE_LIMIT", limit}});
-    }
     // The sound fits, its preset does not: neither stays.
-    const RunResult sized = runQ38({"render", in(), "-o", at("sized.wav"), "-q"});
-    ASSERT_EQ(sized.mStatus, 0);
-    const std::string fits = std::to_string(fs::file_size(mFolder / "sized.wav") + 10);
+    ASSERT_EQ(mFolder.run({"render", "in.wav", "-o", "sized.wav", "-q"}).mStatus, 0);
+    const std::string fits = "Q38_TEST_WRITE_LIMIT=" + std::to_string(fs::file_size(mFolder / "sized.wav") + 10);
     fs::remove(mFolder / "sized.wav");
-    expectFailure({"render", in(), "-o", at("out.wav"), "--save-preset"}, "No space left on device",
-                  {{"Q38_TEST_WRITE_LIMIT", fits}});
+    expectFailure(renderWith({"--save-preset"}), 1, "No space left on device", fits);
 }
+
+TEST_F(CliSafety, ForceReplacesAnOutputAndLeavesNoTemporaryFile)
+{
+    const auto before = mFolder.contents();
+    ASSERT_EQ(mFolder.run({"render", "in.wav", "-o", "kept.wav", "--force", "-q"}).mStatus, 0);
+    EXPECT_EQ(readSound(mFolder / "kept.wav").frames(), 48000);
+    auto after = mFolder.contents();
+    after["kept.wav"] = before.at("kept.wav");
+    EXPECT_TRUE(after == before);
+}
+
+} // namespace

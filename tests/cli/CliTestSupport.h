@@ -1,41 +1,91 @@
 #pragma once
 
-// Running the q38 binary and making and reading sound files for its tests.
+// Runs the q38 binary and makes and reads the sound files of its tests.
 
+#include <gtest/gtest.h>
 #include <sndfile.h>
+#include <sys/wait.h>
 
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <functional>
+#include <fstream>
+#include <map>
+#include <numbers>
+#include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace clitest {
 
 namespace fs = std::filesystem;
 
+constexpr int kWavFloat = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+
+inline std::string fileBytes(const fs::path& inPath)
+{
+    std::ifstream file(inPath, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void writeText(const fs::path& inPath, const std::string& inText)
+{
+    std::ofstream(inPath, std::ios::binary) << inText;
+}
+
 struct RunResult
 {
-    int mStatus = -1; // exit status, or -1 when the program did not exit normally
+    int mStatus; // -1 when the program did not exit normally
     std::string mOut;
     std::string mErr;
 };
 
-// Runs q38 with the arguments and extra environment variables.
-RunResult runQ38(const std::vector<std::string>& inArguments,
-                 const std::vector<std::pair<std::string, std::string>>& inEnvironment = {});
+inline std::string shellQuoted(const std::string& inText)
+{
+    std::string quoted = "'";
+    for (char c : inText)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
 
 // A fresh folder, removed with everything in it at the end of the test.
-class ScratchFolder
+struct ScratchFolder
 {
-public:
-    ScratchFolder();
-    ~ScratchFolder();
-    const fs::path& path() const { return mPath; }
+    ScratchFolder()
+    {
+        std::string pattern = (fs::temp_directory_path() / "q38-cli-test-XXXXXX").string();
+        if (!::mkdtemp(pattern.data()))
+            throw std::runtime_error("cannot make a scratch folder");
+        mPath = pattern;
+    }
+    ~ScratchFolder() { std::error_code ignored; fs::remove_all(mPath, ignored); }
     fs::path operator/(const std::string& inName) const { return mPath / inName; }
-    std::vector<std::string> names() const; // sorted
 
-private:
+    // Every file's name and bytes.
+    std::map<std::string, std::string> contents() const
+    {
+        std::map<std::string, std::string> files;
+        for (const auto& entry : fs::directory_iterator(mPath))
+            files[entry.path().filename().string()] = entry.is_regular_file() ? fileBytes(entry.path()) : "";
+        return files;
+    }
+
+    // Runs q38 in this folder with no standard input; inVariables are shell
+    // words such as "NAME=VALUE".
+    RunResult run(const std::vector<std::string>& inArguments, const std::string& inVariables = "") const
+    {
+        const ScratchFolder capture;
+        std::string command = "cd " + shellQuoted(mPath.string());
+        command.append(" && ").append(inVariables).append(" ").append(shellQuoted(Q38_CLI_BINARY));
+        for (const std::string& argument : inArguments)
+            command.append(" ").append(shellQuoted(argument));
+        command.append(" </dev/null >").append(shellQuoted((capture / "out").string()));
+        command.append(" 2>").append(shellQuoted((capture / "err").string()));
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, fileBytes(capture / "out"), fileBytes(capture / "err")};
+    }
+
     fs::path mPath;
 };
 
@@ -48,21 +98,52 @@ struct Sound
     long long frames() const { return mChannels ? static_cast<long long>(mSamples.size()) / mChannels : 0; }
 };
 
-// Sample n of channel c.
-using Generator = std::function<float(long long, int)>;
+// A sine at inDecibels: 1 kHz on the first channel, 150 Hz on the others.
+inline Sound tone(int inSampleRate, int inChannels, long long inFrames, double inDecibels)
+{
+    Sound sound{inSampleRate, inChannels, kWavFloat, {}};
+    const double amplitude = std::pow(10.0, inDecibels / 20.0);
+    const double step = 2.0 * std::numbers::pi / inSampleRate;
+    for (long long frame = 0; frame < inFrames; ++frame)
+        for (int channel = 0; channel < inChannels; ++channel)
+            sound.mSamples.push_back(float(amplitude * std::sin((channel ? 150.0 : 1000.0) * step * double(frame))));
+    return sound;
+}
 
-Sound makeSound(int inSampleRate, int inChannels, long long inFrames, const Generator& inGenerator);
-Generator sine(double inFrequency, double inDecibels, int inSampleRate);
-Generator noise(double inAmplitude);
+inline void writeSound(const fs::path& inPath, const Sound& inSound, int inFormat = kWavFloat)
+{
+    SF_INFO info{0, inSound.mSampleRate, inSound.mChannels, inFormat, 0, 0};
+    SNDFILE* file = sf_open(inPath.c_str(), SFM_WRITE, &info);
+    if (!file || sf_writef_float(file, inSound.mSamples.data(), inSound.frames()) != inSound.frames())
+        throw std::runtime_error("cannot write " + inPath.string());
+    sf_close(file);
+}
 
-void writeSound(const fs::path& inPath, const Sound& inSound, int inFormat = SF_FORMAT_WAV | SF_FORMAT_FLOAT);
-Sound readSound(const fs::path& inPath);
-std::string fileBytes(const fs::path& inPath);
-void writeText(const fs::path& inPath, const std::string& inText);
+inline Sound readSound(const fs::path& inPath)
+{
+    SF_INFO info{};
+    SNDFILE* file = sf_open(inPath.c_str(), SFM_READ, &info);
+    if (!file)
+        throw std::runtime_error("cannot read " + inPath.string());
+    Sound sound{info.samplerate, info.channels, info.format, std::vector<float>(size_t(info.frames * info.channels))};
+    sound.mSamples.resize(size_t(sf_readf_float(file, sound.mSamples.data(), info.frames) * info.channels));
+    sf_close(file);
+    return sound;
+}
 
 // RMS in dBFS of one channel from frame inFrom on.
-double rmsDb(const Sound& inSound, int inChannel, long long inFrom = 0);
-bool sameSamples(const Sound& inA, const Sound& inB); // bit for bit
-int lineCount(const std::string& inText);
+inline double rmsDb(const Sound& inSound, int inChannel, long long inFrom)
+{
+    double sum = 0.0;
+    for (long long frame = inFrom; frame < inSound.frames(); ++frame)
+        sum += std::pow(inSound.mSamples[size_t(frame * inSound.mChannels + inChannel)], 2.0);
+    return 10.0 * std::log10(sum / double(inSound.frames() - inFrom));
+}
+
+inline bool sameSamples(const Sound& inA, const Sound& inB) // bit for bit
+{
+    return inA.mSamples.size() == inB.mSamples.size() &&
+           std::memcmp(inA.mSamples.data(), inB.mSamples.data(), inA.mSamples.size() * sizeof(float)) == 0;
+}
 
 } // namespace clitest

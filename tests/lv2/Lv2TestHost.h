@@ -3,76 +3,167 @@
 // A small lilv host for the bundle under test, and the same renders made
 // with the engine linked directly, for comparison sample by sample.
 
+#include "Q38Engine.h"
+#include "Q38EngineHooks.h"
+
+#include <gtest/gtest.h>
 #include <lilv/lilv.h>
 
-#include <cstddef>
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <map>
+#include <memory>
+#include <numbers>
 #include <string>
 #include <vector>
 
 namespace lv2test {
 
-using Audio = std::vector<std::vector<float>>;  // [channel][frame]
+using Audio = std::vector<std::vector<float>>; // [channel][frame]
 
 inline constexpr unsigned long long kSeed = 20240611;
 inline constexpr int kSampleRate = 48000;
 inline constexpr const char* kStereoUri = "urn:q38:preamp:stereo";
 inline constexpr const char* kMonoUri = "urn:q38:preamp:mono";
 
-// Two channels of tones and noise at moderate levels, different per channel.
-Audio testSignal(int inNumChannels, std::size_t inNumFrames);
-
-// A control port value set from the frame on; hosts change controls between
-// run() calls, so it applies from the first run that starts at or after it.
-struct ControlChange
+// A value set from a frame on: a port symbol's port value for the plugin, a
+// parameter id's normalized value for the engine. Hosts change controls
+// between run() calls, so a change applies from the first run starting at or
+// after its frame; changes at frame 0 are the settings of the whole render.
+template <typename Key> struct Change
 {
     std::size_t mFrame;
-    std::string mSymbol;
+    Key mKey;
     float mValue;
 };
+using Controls = std::vector<Change<std::string>>;
+using Parameters = std::vector<Change<int>>;
 
-// The same for the engine: a normalized value from a frame on.
-struct ParameterChange
+// Tones and a little noise, different on each channel.
+inline Audio testSignal(int inNumChannels, std::size_t inNumFrames)
 {
-    std::size_t mFrame;
-    int mParameterId;
-    float mNormalizedValue;
-};
-
-struct Meters
-{
-    float mValues[2];
-};
+    Audio audio(static_cast<std::size_t>(inNumChannels), std::vector<float>(inNumFrames));
+    std::uint32_t noise = 12345;
+    for (std::size_t i = 0; i < inNumFrames; ++i) {
+        const double t = 2.0 * std::numbers::pi * static_cast<double>(i) / kSampleRate;
+        for (int c = 0; c < inNumChannels; ++c) {
+            noise = noise * 1664525u + 1013904223u;
+            audio[std::size_t(c)][i] = static_cast<float>(0.3 * std::sin((220.0 + 110.0 * c) * t + c) +
+                                                          0.05 * std::sin(3100.0 * t) + 0.02 * (noise / 0x1p32 - 0.5));
+        }
+    }
+    return audio;
+}
 
 class TestHost
 {
 public:
-    TestHost();  // loads the bundle of the build tree only, fixes the hiss seed
-    ~TestHost();
-    TestHost(const TestHost&) = delete;
-    TestHost& operator=(const TestHost&) = delete;
+    // Loads the bundle of the build tree only and fixes the hiss seed.
+    TestHost() : mWorld(lilv_world_new())
+    {
+        setenv("Q38_HISS_SEED", std::to_string(kSeed).c_str(), 1);
+        LilvNode* bundle = lilv_new_file_uri(mWorld, nullptr, Q38_LV2_BUNDLE_DIR "/");
+        lilv_world_load_bundle(mWorld, bundle);
+        lilv_node_free(bundle);
+    }
+    ~TestHost()
+    {
+        for (auto& [text, node] : mNodes)
+            lilv_node_free(node);
+        lilv_world_free(mWorld);
+    }
 
-    LilvWorld* world() const { return mWorld; }
-    const LilvPlugin* plugin(const char* inUri) const;
-    // A node that lives as long as the host.
-    const LilvNode* uri(const std::string& inUri);
+    const LilvPlugin* plugin(const char* inUri)
+    {
+        return lilv_plugins_get_by_uri(lilv_world_get_all_plugins(mWorld), uri(inUri));
+    }
+
+    const LilvNode* uri(const std::string& inUri) // lives as long as the host
+    {
+        LilvNode*& node = mNodes[inUri];
+        if (node == nullptr)
+            node = lilv_new_uri(mWorld, inUri.c_str());
+        return node;
+    }
 
     // Runs inInput through a fresh, activated instance in runs of inBlockSize
-    // frames. Controls not named keep the port defaults.
-    Audio render(const char* inPluginUri, const Audio& inInput, std::uint32_t inBlockSize,
-                 const std::map<std::string, float>& inControls, const std::vector<ControlChange>& inChanges = {},
-                 Meters* outMeters = nullptr);
+    // frames; controls not named keep the port defaults.
+    Audio render(const char* inPluginUri, const Audio& inInput, std::uint32_t inBlockSize, const Controls& inControls,
+                 float* outMeters = nullptr)
+    {
+        const LilvPlugin* plugin = this->plugin(inPluginUri);
+        LilvInstance* instance = plugin ? lilv_plugin_instantiate(plugin, kSampleRate, nullptr) : nullptr;
+        if (instance == nullptr) {
+            ADD_FAILURE() << "cannot instantiate " << inPluginUri;
+            return {};
+        }
+        const std::uint32_t numPorts = lilv_plugin_get_num_ports(plugin);
+        std::vector<float> values(numPorts);
+        lilv_plugin_get_port_ranges_float(plugin, nullptr, nullptr, values.data());
+        std::map<std::string, float*> bySymbol;
+        for (std::uint32_t p = 0; p < numPorts; ++p) {
+            const LilvPort* port = lilv_plugin_get_port_by_index(plugin, p);
+            bySymbol[lilv_node_as_string(lilv_port_get_symbol(plugin, port))] = &values[p];
+        }
+
+        const std::uint32_t channels = std::uint32_t(inInput.size());
+        const std::size_t frames = inInput[0].size();
+        Audio output(channels, std::vector<float>(frames));
+        const std::uint32_t firstAudio = numPorts - 2 * channels;
+        for (std::uint32_t p = 0; p < firstAudio; ++p)
+            lilv_instance_connect_port(instance, p, &values[p]);
+        lilv_instance_activate(instance);
+        auto change = inControls.begin();
+        for (std::size_t start = 0; start < frames; start += inBlockSize) {
+            for (; change != inControls.end() && change->mFrame <= start; ++change)
+                *bySymbol.at(change->mKey) = change->mValue;
+            // The host's buffers move on: a run may only touch its own frames.
+            for (std::uint32_t c = 0; c < channels; ++c) {
+                lilv_instance_connect_port(instance, firstAudio + c, const_cast<float*>(inInput[c].data() + start));
+                lilv_instance_connect_port(instance, firstAudio + channels + c, output[c].data() + start);
+            }
+            lilv_instance_run(instance, std::uint32_t(std::min<std::size_t>(inBlockSize, frames - start)));
+        }
+        if (outMeters != nullptr)
+            std::copy_n(values.begin() + kNumParameters, kNumMeters, outMeters);
+        lilv_instance_deactivate(instance);
+        lilv_instance_free(instance);
+        return output;
+    }
 
 private:
     LilvWorld* mWorld;
     std::map<std::string, LilvNode*> mNodes;
 };
 
-// The engine from q38_static with the same seed, parameters set after the
-// sample rate, and the host's runs of inHostBlock frames cut into blocks of
-// at most 32 as the plugin does.
-Audio renderEngine(const Audio& inInput, std::size_t inHostBlock, const std::map<int, float>& inParameters,
-                   const std::vector<ParameterChange>& inChanges = {}, Meters* outMeters = nullptr);
+// The engine of q38_static with the same seed, parameters set after the
+// sample rate, and each host run cut into blocks of at most 32 as the plugin does.
+inline Audio renderEngine(const Audio& inInput, std::size_t inHostBlock, const Parameters& inParameters,
+                          float* outMeters = nullptr)
+{
+    const std::unique_ptr<Q38Engine> engine(createQ38Engine());
+    q38FixHissSeed(engine.get(), kSeed);
+    engine->setSampleRate(kSampleRate);
+
+    const int channels = static_cast<int>(inInput.size());
+    const std::size_t frames = inInput[0].size();
+    Audio output(inInput.size(), std::vector<float>(frames));
+    auto change = inParameters.begin();
+    for (std::size_t run = 0; run < frames; run += inHostBlock) {
+        for (; change != inParameters.end() && change->mFrame <= run; ++change)
+            engine->setParameter(change->mKey, change->mValue);
+        const std::size_t runEnd = std::min(frames, run + inHostBlock);
+        for (std::size_t start = run; start < runEnd; start += kQ38MaxBufferSize) {
+            const float* in[2] = {inInput[0].data() + start, inInput[channels - 1].data() + start};
+            float* out[2] = {output[0].data() + start, output[channels - 1].data() + start};
+            engine->process(in, out, channels, int(std::min<std::size_t>(kQ38MaxBufferSize, runEnd - start)));
+        }
+    }
+    for (int m = 0; outMeters != nullptr && m < kNumMeters; ++m)
+        outMeters[m] = engine->getMeterValue(m);
+    return output;
+}
 
 } // namespace lv2test

@@ -1,0 +1,129 @@
+#pragma once
+
+// Shared by the filter design tests: a second-order design beside its analog
+// target, and known prototypes whose exact power the solvers must give back.
+
+#include "dsp/filter_design/dsp_IIRToolsImpl.h"
+#include "dsp/filter_design/dsp_MatchPoints.h"
+#include "support/NoticeCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace q38test {
+
+using dsp::kTwoPi;
+constexpr double kRates[] = {44100.0, 48000.0, 96000.0, 192000.0};
+
+// A design's digital section and target; powers are read at a frequency in Hz.
+struct Section
+{
+    double mDigital[6], mAnalog[6], mFs;
+    dsp::MatchPoints mPoints;
+
+    double digital(double inHz) const { return dsp::digitalSquaredMagnitudeOrder2(mDigital, inHz, mFs); }
+    double target(double inHz) const { return dsp::squaredMagnitudeOrder2(mAnalog, kTwoPi * inHz); }
+    bool matches(double inHz, double inTolerance) const
+    {
+        return std::fabs(digital(inHz) - target(inHz)) <= inTolerance * target(inHz);
+    }
+    double deviationDb(double inHz) const { return std::fabs(10.0 * std::log10(digital(inHz) / target(inHz))); }
+
+    // At the design's own match frequencies below Nyquist.
+    double matchDeviationDb() const
+    {
+        double largest = 0.0;
+        for (int i = 0; i < mPoints.mCount; ++i)
+            if (mPoints.mFrequencies[i] < kTwoPi * 0.5 * mFs)
+                largest = std::max(largest, deviationDb(mPoints.mFrequencies[i] / kTwoPi));
+        return largest;
+    }
+    // From 20 Hz to min(20 kHz, 0.45 fs).
+    double largestDeviationDb() const
+    {
+        const double top = std::min(20000.0, 0.45 * mFs);
+        double largest = 0.0;
+        for (int i = 0; i <= 48; ++i)
+            largest = std::max(largest, deviationDb(20.0 * std::pow(top / 20.0, i / 48.0)));
+        return largest;
+    }
+    bool sameDigital(const Section& inOther) const { return std::equal(mDigital, mDigital + 6, inOther.mDigital); }
+};
+
+template <typename Design>
+Section designed(const typename Design::Params& inParams, double inFs)
+{
+    Section s{};
+    s.mFs = inFs;
+    if constexpr (requires { Design::design(inParams, s.mDigital, s.mAnalog, inFs, &s.mPoints); })
+        Design::design(inParams, s.mDigital, s.mAnalog, inFs, &s.mPoints);
+    else
+        Design::design(inParams, s.mDigital, s.mAnalog, inFs);
+    return s;
+}
+
+// The plain bilinear image of a section's target, k = 2 fs.
+inline std::array<double, 6> plainImage(const Section& s)
+{
+    std::array<double, 6> c;
+    const double* a = s.mAnalog;
+    dsp::bilinearOrder2(a[0], a[1], a[2], a[3], a[4], a[5], 2.0 * s.mFs, c.data());
+    return c;
+}
+
+inline void expectNear(const double* inActual, const std::array<double, 6>& inExpected, double inTolerance)
+{
+    for (int i = 0; i < 6; ++i)
+        EXPECT_NEAR(inActual[i], inExpected[i], inTolerance) << i;
+}
+
+inline bool isSound(const double* inDigital, double inTolerance)
+{
+    return dsp::checkBuffer(inDigital, 6) && dsp::DigitalIIRTools<2>::isAlmostStable(inDigital, inTolerance) &&
+           dsp::DigitalIIRTools<2>::isAlmostMinimumPhase(inDigital, inTolerance);
+}
+
+inline double dcGainDb(const double* c)
+{
+    return 20.0 * std::log10(std::fabs((c[0] + c[1] + c[2]) / (c[3] + c[4] + c[5])));
+}
+
+// Where the stationary point of a power read at x - h, x, x + h lies, relative to x.
+template <typename Power>
+double vertexOffset(const Power& inPower, double inX)
+{
+    const double h = 1e-4 * inX, below = inPower(inX - h), at = inPower(inX), above = inPower(inX + h);
+    return 0.5 * h * (below - above) / (below - 2.0 * at + above);
+}
+
+// (t s^2 + c s + z) / (s^2 + d s + w), with c and d held as squares.
+struct Prototype
+{
+    double mT, mCSq, mZ, mDSq, mW;
+
+    double power(double inU) const
+    {
+        const long double u = inU;
+        return static_cast<double>(((mT * u - mZ) * (mT * u - mZ) + mCSq * u) / ((u - mW) * (u - mW) + mDSq * u));
+    }
+    // Both roots u of dM/du = 0, ascending.
+    void extrema(double* outLow, double* outHigh) const
+    {
+        const long double a = mT * mT, b = mCSq - 2.0L * mT * mZ, c = 1.0L * mZ * mZ, e = mDSq - 2.0L * mW;
+        const long double f = 1.0L * mW * mW, qa = a * e - b, qb = 2.0L * (a * f - c), qc = b * f - c * e;
+        const long double r = std::sqrt(qb * qb - 4.0L * qa * qc);
+        const long double x = (-qb - r) / (2.0L * qa), y = (-qb + r) / (2.0L * qa);
+        *outLow = static_cast<double>(std::min(x, y));
+        *outHigh = static_cast<double>(std::max(x, y));
+    }
+};
+
+// z = w throughout. A low-pass with a residual top, a resonant one, and a shelf with a dip and a peak.
+constexpr Prototype kLowPassWithTop{0.3, 700.0 * 700.0, 4.0e6, 1500.0 * 1500.0, 4.0e6};
+constexpr Prototype kResonantLowPass{0.1, 100.0 * 100.0, 4.0e6, 800.0 * 800.0, 4.0e6};
+constexpr Prototype kResonantShelf{2.0, 5.0e5, 1.0e6, 500.0 * 500.0, 1.0e6};
+
+} // namespace q38test
