@@ -85,11 +85,14 @@ def find_inputs(patterns: list[str]) -> list[tuple[Path, Path]]:
 def plan(args) -> tuple[list[Job], list[Job]]:
     """The jobs to run and the ones skipped because their output exists."""
     values = _settings.preset_values(args.preset) if args.preset else _settings.defaults()
-    values = _settings.apply(values, dict(args.settings))
+    for keyword, value in args.settings:  # in the order given, as q38 render takes them
+        values = _settings.apply(values, {keyword: value})
     seed = check_seed(args.seed)
     out_dir = Path(args.output).absolute()
     jobs, skipped, claimed = [], [], {}
     for source, relative in find_inputs(args.inputs):
+        if out_dir in source.absolute().parents:
+            continue  # earlier outputs in a folder being searched
         output = out_dir / (relative.with_suffix("." + args.format.lstrip(".")) if args.format else relative)
         if output in claimed:
             if claimed[output].absolute() == source.absolute():
