@@ -123,14 +123,14 @@ std::vector<Case> engineCases()
     std::vector<Case> cases;
     for (const double rate : {44100.0, 48000.0, 96000.0}) {
         // The tone controls at their ends and the filters of the high-pass switch.
-        cases.push_back({"high tone +10 dB (4 kHz, Q 0.4)", "", rate, secondOrderShelf(4000.0, 0.4, 10.0, 0.0, rate)});
-        cases.push_back({"high tone -10 dB (4 kHz, Q 0.5)", "", rate, secondOrderShelf(4000.0, 0.5, -10.0, 0.0, rate)});
-        cases.push_back({"low tone +10 dB (100 Hz, Q 0.5)", "", rate, lowShelf(100.0, 0.5, 10.0, rate)});
-        cases.push_back({"low tone -10 dB (120 Hz, Q 0.5)", "", rate, lowShelf(120.0, 0.5, -10.0, rate)});
-        cases.push_back({"\"80 Hz\": second-order high-pass 75 Hz", "", rate, highPass2(75.0, 0.707, rate)});
-        cases.push_back({"\"300 Hz\": first-order high-pass 320 Hz", "", rate, highPass1(320.0, rate)});
-        cases.push_back({"\"80 + 300 Hz\": second-order high-pass 100 Hz", "", rate, highPass2(100.0, 0.707, rate)});
-        cases.push_back({"\"80 + 300 Hz\": first-order high-pass 250 Hz", "", rate, highPass1(250.0, rate)});
+        cases.push_back({"High tone +10 dB (4 kHz, Q 0.4)", "", rate, secondOrderShelf(4000.0, 0.4, 10.0, 0.0, rate)});
+        cases.push_back({"High tone -10 dB (4 kHz, Q 0.5)", "", rate, secondOrderShelf(4000.0, 0.5, -10.0, 0.0, rate)});
+        cases.push_back({"Low tone +10 dB (100 Hz, Q 0.5)", "", rate, lowShelf(100.0, 0.5, 10.0, rate)});
+        cases.push_back({"Low tone -10 dB (120 Hz, Q 0.5)", "", rate, lowShelf(120.0, 0.5, -10.0, rate)});
+        cases.push_back({"High-pass at 80 Hz: second-order 75 Hz", "", rate, highPass2(75.0, 0.707, rate)});
+        cases.push_back({"High-pass at 300 Hz: first-order 320 Hz", "", rate, highPass1(320.0, rate)});
+        cases.push_back({"High-pass at 80 + 300 Hz: second-order 100 Hz", "", rate, highPass2(100.0, 0.707, rate)});
+        cases.push_back({"High-pass at 80 + 300 Hz: first-order 250 Hz", "", rate, highPass1(250.0, rate)});
     }
     for (Case& item : cases)
         item.mName = item.mGroup + ", " + rateName(item.mSampleRate);

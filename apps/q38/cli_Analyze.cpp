@@ -121,8 +121,12 @@ plot::Figure responseFigure(const SweepResponse& inResponse, const std::string& 
             harmonicDropped = dropUnderFloor(values, curve.mFloorDb) || harmonicDropped;
             harmonics.mSeries.push_back({ordinal(curve.mOrder) + " harmonic" + suffix, inResponse.mFrequencies,
                                          values, kHarmonicColours[h], style});
-            harmonics.mSeries.push_back({"hiss floor, " + ordinal(curve.mOrder) + suffix, inResponse.mFrequencies,
-                                         curve.mFloorDb, kHarmonicColours[h], LineStyle::kDotted, 1.2});
+            // The channels' floors differ little: one legend entry for each harmonic's.
+            harmonics.mSeries.push_back({channel.mChannel == inResponse.mChannels.front().mChannel
+                                             ? "hiss floor, " + ordinal(curve.mOrder)
+                                             : "",
+                                         inResponse.mFrequencies, curve.mFloorDb, kHarmonicColours[h],
+                                         LineStyle::kDotted, 1.2});
         }
     }
     if (responseDropped)

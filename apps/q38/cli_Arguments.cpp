@@ -78,9 +78,45 @@ unsigned long long parseSeed(const std::string& inText)
     return seed;
 }
 
+double parseDecibels(const std::string& inOption, const std::string& inText)
+{
+    double value = 0.0;
+    const std::string text = !inText.empty() && inText.front() == '+' ? inText.substr(1) : inText;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size())
+        throw UsageError(inOption + " takes a number, not \"" + inText + "\"");
+    return value;
+}
+
+// The options of analyze alone; false for any other option.
+bool parseAnalyzeOption(ArgumentReader& ioReader, const std::string& inOption,
+                        const std::optional<std::string>& inInline, AnalyzeOptions& ioOptions)
+{
+    if (inOption == "--rate") {
+        const std::string text = ioReader.value(inOption, inInline, "--rate 96000");
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), ioOptions.mSampleRate);
+        if (text.empty() || error != std::errc() || end != text.data() + text.size())
+            throw UsageError("--rate takes a whole number of Hz, not \"" + text + "\"");
+    } else if (inOption == "--level") {
+        ioOptions.mLevelDb = parseDecibels(inOption, ioReader.value(inOption, inInline, "--level -20"));
+    } else if (inOption == "--csv") {
+        ioOptions.mCsv = ioReader.value(inOption, inInline, "--csv response.csv");
+    } else if (inOption == "--size") {
+        parseImageSize(ioReader.value(inOption, inInline, "--size 1200x800"), ioOptions.mWidth, ioOptions.mHeight);
+    } else if (inOption == "--drive") {
+        if (inInline)
+            throw UsageError("option --drive takes no value");
+        ioOptions.mDrive = true;
+    } else {
+        return false;
+    }
+    return true;
+}
+
 void parseRenderOrDemo(ArgumentReader& ioReader, Command& ioCommand, const ParameterTable& inTable)
 {
-    const bool render = ioCommand.mKind == CommandKind::kRender;
+    const bool analyze = ioCommand.mKind == CommandKind::kAnalyze;
+    const bool render = ioCommand.mKind == CommandKind::kRender || analyze;
     bool optionsEnded = false;
     std::vector<std::filesystem::path> positional;
     while (!ioReader.done()) {
@@ -106,7 +142,7 @@ void parseRenderOrDemo(ArgumentReader& ioReader, Command& ioCommand, const Param
         };
 
         if (option == "-h" || option == "--help") {
-            ioCommand.mHelpTopic = render ? "render" : "demo";
+            ioCommand.mHelpTopic = analyze ? "analyze" : render ? "render" : "demo";
             ioCommand.mKind = CommandKind::kHelp;
             return;
         }
@@ -115,6 +151,10 @@ void parseRenderOrDemo(ArgumentReader& ioReader, Command& ioCommand, const Param
         } else if (option == "-q" || option == "--quiet") {
             noValue();
             ioCommand.mQuiet = true;
+        } else if (option == "--match-loudness" && !analyze) {
+            noValue();
+            ioCommand.mMatchLoudness = true;
+        } else if (analyze && parseAnalyzeOption(ioReader, option, inlineValue, ioCommand.mAnalyze)) {
         } else if (!render) {
             throw UsageError("unknown option " + option + " for demo (q38 demo --help lists them)");
         } else if (option == "-f" || option == "--force") {
@@ -133,7 +173,7 @@ void parseRenderOrDemo(ArgumentReader& ioReader, Command& ioCommand, const Param
         } else if (option == "--preset") {
             const Settings loaded = inTable.loadPreset(ioReader.value(option, inlineValue, "--preset warm.q38preset"));
             ioCommand.mSettings.insert(ioCommand.mSettings.end(), loaded.begin(), loaded.end());
-        } else if (option == "--save-preset") {
+        } else if (option == "--save-preset" && !analyze) {
             // The file is optional; a following argument is it when it is
             // neither an option nor the input (an existing file), unless it
             // is named like a preset.
@@ -160,10 +200,19 @@ void parseRenderOrDemo(ArgumentReader& ioReader, Command& ioCommand, const Param
             for (int id : alias->mIds)
                 ioCommand.mSettings.push_back({id, inTable.parseValue(id, value, false)});
         } else {
-            throw UsageError("unknown option " + option + (render ? " (q38 render --help lists them)" : ""));
+            throw UsageError("unknown option " + option +
+                             (analyze ? " (q38 analyze --help lists them)"
+                                      : render ? " (q38 render --help lists them)" : ""));
         }
     }
 
+    if (analyze) {
+        if (!positional.empty())
+            throw UsageError("analyze takes no input file; it measures the engine (q38 analyze --help)");
+        if (ioCommand.mOutput.empty())
+            throw UsageError("analyze needs a plot file: q38 analyze -o response.svg");
+        return;
+    }
     if (!render) {
         if (!positional.empty())
             throw UsageError("demo takes no file; give its folder with -o FOLDER");
@@ -240,8 +289,10 @@ controls, output trim).
 Usage:
   q38 render IN -o OUT [settings] [options]   render one file
   q38 demo [-o FOLDER]                        render a built-in programme at a few input gains
+  q38 analyze -o PLOT [settings] [options]    plot the response and harmonics, or --drive
+                                              the output level and THD against input level
   q38 params                                  list the engine's parameters, ranges and texts
-  q38 help [render|demo|params]               this text, or one command's options
+  q38 help [render|demo|analyze|params]       this text, or one command's options
   q38 --version                               the program's version
 
 Examples:
@@ -249,6 +300,7 @@ Examples:
   q38 render vocal.wav -o vocal-q38.wav --input-gain 40 --highpass "80 Hz"
   q38 render take.flac -o take.wav --subtype PCM_24 --preset warm.q38preset --seed 38
   q38 params
+  q38 analyze -o response.svg --input-gain 50 --highpass "80 Hz"
 
 Exit status: 0 on success; 1 when a file cannot be read or written; 2 for a bad
 command line, setting or preset. Errors are one line on standard error.
@@ -308,6 +360,12 @@ Settings, applied in the order given (a later one wins):
 )" << settingOptions(inTable)
          << R"(
 Other options:
+  --match-loudness
+      scale the output, after rendering and in floating point, to the input's
+      integrated loudness, for A/B listening at equal loudness; the summary
+      gives the gain and warns when a fixed-point output's true peak goes over
+      full scale
+      e.g. --match-loudness
   --seed N
       start the hiss from N, so the same input, settings and seed give the
       same output bit for bit; without it the hiss differs on every run
@@ -322,7 +380,8 @@ Other options:
 A progress bar appears on standard error when a render takes more than about
 a second and standard error is a terminal. The summary on standard output
 gives the duration, the real-time factor, peak and RMS levels in dBFS (a
-full-scale sine has an RMS of -3 dBFS) and the highest reading of each meter.
+full-scale sine has an RMS of -3 dBFS), integrated loudness (LUFS) and true
+peak (dBTP) of input and output, and the highest reading of each meter.
 )";
     return text.str();
 }
@@ -334,8 +393,9 @@ std::string demoHelp()
 Synthesises a short programme (a voice-like signal on the left, a plucked
 string on the right, then a sine sweep on both), writes it as programme.wav,
 renders it at a few input gains with a fixed hiss seed, and prints for each
-file the peak and RMS level before and after, and the highest reading of the
-two meters. The demo replaces its own files on every run.
+file the peak and RMS level, integrated loudness and true peak before and
+after, and the highest reading of the two meters. The demo replaces its own
+files on every run.
 
 Options:
   -o, --output FOLDER
@@ -344,9 +404,59 @@ Options:
   -q, --quiet
       no progress bar
       e.g. q38 demo -q
+  --match-loudness
+      scale each rendered file to the programme's integrated loudness
+      e.g. q38 demo --match-loudness
   -h, --help
       this text
 )";
+}
+
+std::string analyzeHelp(const ParameterTable& inTable)
+{
+    std::ostringstream text;
+    text << R"(Usage: q38 analyze -o PLOT.svg|PLOT.png [settings] [options]
+
+Measures the engine itself at the given settings with an exponential sine
+sweep on one channel at a time, and plots the magnitude response (output over
+input) from 20 Hz to 20 kHz (or 0.45 of the rate) and the 2nd and 3rd
+harmonics relative to the fundamental. A second run on silence gives the hiss
+floor: a value less than 6 dB above it is not drawn, and the plot says so.
+Channel 2 is measured too when its settings differ from channel 1's.
+
+With --drive it plays a 1 kHz sine from -60 to 0 dBFS in 1 dB steps instead,
+and plots the output level and the total harmonic distortion (harmonics 2 to
+10) against the input level.
+
+Options:
+  -o, --output PLOT
+      the plot, PNG or SVG by its extension
+      e.g. -o response.svg
+  --csv FILE
+      also write the numbers; values under the hiss floor are left empty
+      e.g. --csv response.csv
+  --rate R
+      the sample rate in Hz, )"
+         << kLowestAnalyzeRate << " to " << kHighestAnalyzeRate << R"( (default 48000)
+      e.g. --rate 96000
+  --level DBFS
+      the sweep's peak level, -120 to 0 (default -40; a full-scale sine is 0)
+      e.g. --level -20
+  --drive
+      the transfer curve at 1 kHz instead of the sweep
+  --size WIDTHxHEIGHT
+      the plot's size in pixels (default 960x720)
+      e.g. --size 1200x800
+  --seed N
+      the hiss's seed (default 38), so that a measurement repeats exactly
+  -f, --force
+      replace the plot and the CSV file if they exist
+  -q, --quiet
+      no summary
+
+Settings: as for q38 render (--set, --preset, --bypass and the option words):
+)" << settingOptions(inTable);
+    return text.str();
 }
 
 std::string paramsHelp()
@@ -370,8 +480,8 @@ Command parseCommandLine(const std::vector<std::string>& inArguments, const Para
     if (name == "-h" || name == "--help" || name == "help") {
         command.mHelpTopic = reader.done() ? "" : reader.take();
         if (command.mHelpTopic != "" && command.mHelpTopic != "render" && command.mHelpTopic != "demo" &&
-            command.mHelpTopic != "params")
-            throw UsageError("no help on \"" + command.mHelpTopic + "\"; commands are render, demo, params");
+            command.mHelpTopic != "params" && command.mHelpTopic != "analyze")
+            throw UsageError("no help on \"" + command.mHelpTopic + "\"; commands are render, demo, analyze, params");
         return command;
     }
     if (name == "--version") {
@@ -383,8 +493,10 @@ Command parseCommandLine(const std::vector<std::string>& inArguments, const Para
             command.mHelpTopic = "params";
         } else if (next)
             throw UsageError("params takes no arguments");
-    } else if (name == "render" || name == "demo") {
-        command.mKind = name == "render" ? CommandKind::kRender : CommandKind::kDemo;
+    } else if (name == "render" || name == "demo" || name == "analyze") {
+        command.mKind = name == "render" ? CommandKind::kRender
+                        : name == "demo" ? CommandKind::kDemo
+                                         : CommandKind::kAnalyze;
         parseRenderOrDemo(reader, command, inTable);
     } else {
         throw UsageError("unknown command \"" + name + "\" (q38 --help lists the commands)");
@@ -400,6 +512,8 @@ std::string helpText(const std::string& inTopic, const ParameterTable& inTable)
         return demoHelp();
     if (inTopic == "params")
         return paramsHelp();
+    if (inTopic == "analyze")
+        return analyzeHelp(inTable);
     return overviewHelp();
 }
 

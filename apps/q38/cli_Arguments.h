@@ -3,6 +3,7 @@
 // The command line: which command, its files and options, and the parameter
 // settings in the order given (presets at their place among the options).
 
+#include "cli_Analyze.h"
 #include "cli_Parameters.h"
 
 #include <filesystem>
@@ -19,6 +20,7 @@ enum class CommandKind
     kParams,
     kRender,
     kDemo,
+    kAnalyze,
 };
 
 struct Command
@@ -35,6 +37,10 @@ struct Command
     std::optional<unsigned long long> mSeed;
     Settings mSettings;
     std::optional<std::filesystem::path> mPresetOutput;
+    bool mMatchLoudness = false; // render and demo
+
+    // analyze: its own options; mOutput, mForce, mQuiet, mSeed and mSettings as above
+    AnalyzeOptions mAnalyze;
 };
 
 // Throws UsageError for anything it cannot take.

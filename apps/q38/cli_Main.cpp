@@ -59,6 +59,7 @@ int runRender(const Command& inCommand, const ParameterTable& inTable)
     job.mOverwrite = inCommand.mForce;
     job.mShowProgress = !inCommand.mQuiet;
     job.mSeed = inCommand.mSeed;
+    job.mMatchLoudness = inCommand.mMatchLoudness;
     job.mValues = inTable.apply(inCommand.mSettings);
     if (inCommand.mPresetOutput) {
         job.mPresetPath = *inCommand.mPresetOutput;
@@ -91,8 +92,17 @@ int run(const std::vector<std::string>& inArguments)
     case CommandKind::kRender:
         return runRender(command, table);
     case CommandKind::kDemo:
-        runDemo(command.mOutput, command.mQuiet, table, std::cout);
+        runDemo(command.mOutput, command.mQuiet, table, std::cout, command.mMatchLoudness);
         return kExitSuccess;
+    case CommandKind::kAnalyze: {
+        AnalyzeOptions options = command.mAnalyze;
+        options.mValues = table.apply(command.mSettings);
+        options.mOutput = command.mOutput;
+        options.mOverwrite = command.mForce;
+        options.mQuiet = command.mQuiet;
+        options.mSeed = command.mSeed.value_or(options.mSeed);
+        return runAnalyze(options, table, std::cout);
+    }
     }
     return kExitFailure;
 }

@@ -282,10 +282,24 @@ private:
         const double rowHeight = 1.35 * base;
         const double width = widest + sample + 1.6 * base;
         const double height = rowHeight * double(entries.size()) + 0.6 * base;
-        const bool atLeft = mPanel.mLegend == Corner::kTopLeft || mPanel.mLegend == Corner::kBottomLeft;
-        const bool atTop = mPanel.mLegend == Corner::kTopLeft || mPanel.mLegend == Corner::kTopRight;
-        const double left = atLeft ? mPlot.mX + 0.5 * base : mPlot.right() - width - 0.5 * base;
-        const double top = atTop ? mPlot.mY + 0.5 * base : mPlot.bottom() - height - 0.5 * base;
+        const auto boxAt = [&](Corner inCorner) {
+            const bool atLeft = inCorner == Corner::kTopLeft || inCorner == Corner::kBottomLeft;
+            const bool atTop = inCorner == Corner::kTopLeft || inCorner == Corner::kTopRight;
+            return Rect{atLeft ? mPlot.mX + 0.5 * base : mPlot.right() - width - 0.5 * base,
+                        atTop ? mPlot.mY + 0.5 * base : mPlot.bottom() - height - 0.5 * base, width, height};
+        };
+        Corner corner = mPanel.mLegend;
+        if (corner == Corner::kAuto) {
+            std::size_t fewest = SIZE_MAX;
+            for (const Corner candidate : {Corner::kTopRight, Corner::kTopLeft, Corner::kBottomRight, Corner::kBottomLeft})
+                if (const std::size_t hidden = pointsWithin(boxAt(candidate)); hidden < fewest) {
+                    fewest = hidden;
+                    corner = candidate;
+                }
+        }
+        const Rect box = boxAt(corner);
+        const double left = box.mX;
+        const double top = box.mY;
         cairo_set_source_rgba(context, 1.0, 1.0, 1.0, 0.88);
         cairo_rectangle(context, left, top, width, height);
         cairo_fill_preserve(context);
@@ -303,6 +317,24 @@ private:
             mPainter.grey(0.1);
             mPainter.text(left + sample + base, y, entries[i]->mLabel, Align::kStart, true);
         }
+    }
+
+    // How many points of the series a box would hide; also counts points on
+    // the straight lines between them, so that a box over a sparse line counts.
+    std::size_t pointsWithin(const Rect& inBox) const
+    {
+        std::size_t count = 0;
+        for (const Series& series : mPanel.mSeries)
+            for (std::size_t i = 0; i + 1 < std::min(series.mX.size(), series.mY.size()); ++i) {
+                if (!std::isfinite(series.mY[i]) || !std::isfinite(series.mY[i + 1]))
+                    continue;
+                for (const double t : {0.0, 0.25, 0.5, 0.75}) {
+                    const double x = toX(series.mX[i]) + t * (toX(series.mX[i + 1]) - toX(series.mX[i]));
+                    const double y = toY(series.mY[i]) + t * (toY(series.mY[i + 1]) - toY(series.mY[i]));
+                    count += x >= inBox.mX && x <= inBox.right() && y >= inBox.mY && y <= inBox.bottom();
+                }
+            }
+        return count;
     }
 
     void drawNotes()
@@ -372,26 +404,46 @@ void appendBigEndian(std::string& ioBytes, std::uint32_t inValue)
         ioBytes += static_cast<char>((inValue >> shift) & 0xFF);
 }
 
-// A tEXt chunk "Title" right after the header chunk (8 bytes of signature, 25 of IHDR).
-std::string withPngTitle(const std::string& inPng, const std::string& inTitle)
+std::string pngText(const std::string& inKeyword, const std::string& inText)
 {
-    constexpr std::size_t kAfterHeader = 8 + 25;
-    const std::string data = "tEXt" + std::string("Title") + '\0' + inTitle;
+    const std::string data = "tEXt" + inKeyword + '\0' + inText;
     std::string chunk;
     appendBigEndian(chunk, static_cast<std::uint32_t>(data.size() - 4));
     chunk += data;
     appendBigEndian(chunk, static_cast<std::uint32_t>(
                                crc32(0L, reinterpret_cast<const Bytef*>(data.data()), static_cast<uInt>(data.size()))));
-    return inPng.substr(0, kAfterHeader) + chunk + inPng.substr(kAfterHeader);
+    return chunk;
 }
 
-std::string withSvgTitle(const std::string& inSvg, const std::string& inTitle)
+// Text chunks right after the header chunk (8 bytes of signature, 25 of IHDR).
+std::string withPngText(const std::string& inPng, const std::string& inTitle, const std::string& inNotes)
+{
+    constexpr std::size_t kAfterHeader = 8 + 25;
+    std::string chunks = pngText("Title", inTitle);
+    if (!inNotes.empty())
+        chunks += pngText("Description", inNotes);
+    return inPng.substr(0, kAfterHeader) + chunks + inPng.substr(kAfterHeader);
+}
+
+std::string withSvgText(const std::string& inSvg, const std::string& inTitle, const std::string& inNotes)
 {
     const std::size_t open = inSvg.find("<svg");
     const std::size_t end = open == std::string::npos ? open : inSvg.find('>', open);
     if (end == std::string::npos)
         return inSvg;
-    return inSvg.substr(0, end + 1) + "\n<title>" + xmlEscaped(inTitle) + "</title>" + inSvg.substr(end + 1);
+    std::string text = "\n<title>" + xmlEscaped(inTitle) + "</title>";
+    if (!inNotes.empty())
+        text += "\n<desc>" + xmlEscaped(inNotes) + "</desc>";
+    return inSvg.substr(0, end + 1) + text + inSvg.substr(end + 1);
+}
+
+std::string allNotes(const Figure& inFigure)
+{
+    std::string notes;
+    for (const Panel& panel : inFigure.mPanels)
+        for (const std::string& note : panel.mNotes)
+            notes += (notes.empty() ? "" : "\n") + note;
+    return notes;
 }
 
 void check(cairo_status_t inStatus)
@@ -433,11 +485,11 @@ std::string drawFigure(const Figure& inFigure, ImageFormat inFormat)
     }
     if (inFormat == ImageFormat::kPng) {
         check(cairo_surface_write_to_png_stream(surface.get(), appendBytes, &bytes));
-        return withPngTitle(bytes, inFigure.mTitle);
+        return withPngText(bytes, inFigure.mTitle, allNotes(inFigure));
     }
     cairo_surface_finish(surface.get());
     check(cairo_surface_status(surface.get()));
-    return withSvgTitle(bytes, inFigure.mTitle);
+    return withSvgText(bytes, inFigure.mTitle, allNotes(inFigure));
 }
 
 void fitYRange(Panel& ioPanel, double inStep, double inMinimumSpan, double inFloor, double inCeiling)

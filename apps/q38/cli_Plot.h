@@ -2,8 +2,9 @@
 
 // Line plots drawn with cairo: a title over one or more panels, each with
 // labelled axes (log or linear frequency on x), a grid, a legend and an
-// optional note. The image is PNG or SVG and carries its title as metadata
-// (a PNG "Title" text chunk, an SVG <title>), so tools can find it.
+// optional note. The image is PNG or SVG and carries its title and notes as
+// metadata (PNG "Title" and "Description" text chunks, SVG <title> and
+// <desc>), so tools can find them.
 
 #include <string>
 #include <vector>
@@ -43,6 +44,7 @@ struct Series
 
 enum class Corner
 {
+    kAuto, // the corner where the legend hides the fewest points
     kTopRight,
     kTopLeft,
     kBottomRight,
@@ -58,7 +60,7 @@ struct Panel
     double mYMin = -30.0, mYMax = 30.0;
     std::vector<Series> mSeries;
     std::vector<std::string> mNotes; // small lines at the panel's foot, inside it
-    Corner mLegend = Corner::kTopRight;
+    Corner mLegend = Corner::kAuto;
 };
 
 struct Figure

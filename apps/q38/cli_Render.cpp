@@ -144,6 +144,18 @@ RenderResult render(const RenderJob& inJob)
     const float* inputs[kQ38MaxNumChannels] = {blockIn[0], blockIn[1]};
     float* outputs[kQ38MaxNumChannels] = {blockOut[0], blockOut[1]};
 
+    // What goes into the file, measured as written: with --match-loudness
+    // that is the scaled output, after the whole input has been read.
+    const FrameSink writeOutput = [&](const float* inInterleaved, long long inFrames) {
+        const std::size_t samples = static_cast<std::size_t>(inFrames * channels);
+        result.mOutputLevels.add(inInterleaved, samples);
+        if (format.mClips)
+            result.mClippedSamples += std::count_if(inInterleaved, inInterleaved + samples,
+                                                    [](float inSample) { return std::fabs(inSample) > 1.0f; });
+        output.write(inInterleaved, inFrames);
+    };
+    LoudnessStage loudness(channels, input.sampleRate(), inJob.mMatchLoudness, format.mClips);
+
     const Clock::time_point start = Clock::now();
     while (const sf_count_t frames = input.read(chunkIn.data(), kChunkFrames)) {
         for (sf_count_t position = 0; position < frames; position += kQ38MaxBufferSize) {
@@ -160,16 +172,13 @@ RenderResult render(const RenderJob& inJob)
             for (int meter = 0; meter < kNumMeters; ++meter)
                 result.mMeterPeak[meter] = std::max(result.mMeterPeak[meter], engine->getMeterValue(meter));
         }
-        const std::size_t samples = static_cast<std::size_t>(frames * channels);
-        result.mInputLevels.add(chunkIn.data(), samples);
-        result.mOutputLevels.add(chunkOut.data(), samples);
-        if (format.mClips)
-            result.mClippedSamples += std::count_if(chunkOut.begin(), chunkOut.begin() + static_cast<long>(samples),
-                                                    [](float inSample) { return std::fabs(inSample) > 1.0f; });
-        output.write(chunkOut.data(), frames);
+        result.mInputLevels.add(chunkIn.data(), static_cast<std::size_t>(frames * channels));
+        loudness.addInput(chunkIn.data(), frames);
+        loudness.addOutput(chunkOut.data(), frames, writeOutput);
         result.mFrames += frames;
         progress.update(result.mFrames);
     }
+    result.mLoudness = loudness.finish(writeOutput);
     progress.finish();
     output.commit();
     result.mWorkSeconds = std::chrono::duration<double>(Clock::now() - start).count();
@@ -199,6 +208,7 @@ std::string describeRender(const RenderJob& inJob, const RenderResult& inResult)
          << formatDecibels(inResult.mOutputLevels.peakDb()) << " dBFS out; RMS "
          << formatDecibels(inResult.mInputLevels.rmsDb()) << " dBFS in, "
          << formatDecibels(inResult.mOutputLevels.rmsDb()) << " dBFS out\n";
+    text << describeLoudness(inResult.mLoudness);
     std::snprintf(line, sizeof line, "  highest meter reading: ch1 %.3f, ch2 %.3f\n", inResult.mMeterPeak[0],
                   inResult.mMeterPeak[1]);
     text << line;

@@ -3,6 +3,7 @@
 // One file through the engine: read in chunks, process in blocks of at most
 // kQ38MaxBufferSize samples, write, and measure along the way.
 
+#include "cli_Loudness.h"
 #include "cli_Parameters.h"
 
 #include <sndfile.h>
@@ -36,6 +37,7 @@ struct RenderJob
     bool mOverwrite = false;
     bool mShowProgress = true; // also needs standard error to be a terminal
     std::optional<unsigned long long> mSeed;
+    bool mMatchLoudness = false; // scale the output to the input's integrated loudness
     ParameterValues mValues{};
     // Written after the sound file, when a render succeeded.
     std::optional<std::filesystem::path> mPresetPath;
@@ -54,6 +56,7 @@ struct RenderResult
     Levels mOutputLevels;
     float mMeterPeak[kNumMeters] = {}; // highest reading seen per meter
     long long mClippedSamples = 0;     // beyond full scale in an integer format
+    LoudnessReport mLoudness;
 };
 
 // Throws Error; on any failure no output file is left behind.

@@ -22,6 +22,7 @@ constexpr double kFadeOutSeconds = 0.005;
 constexpr double kLinearSeconds = 1.5;   // how much of the linear response is kept
 constexpr double kLinearBands = 48.0;    // bands per octave for the linear response
 constexpr double kHarmonicBands = 12.0;  // and for the harmonics, which are noisier
+constexpr double kFloorBands = 3.0;      // the hiss floor: a level, not a shape
 constexpr double kNoiseSeedOffset = 1000;
 
 double halfHann(double inFraction) // 0 at 0, 1 at 1
@@ -159,7 +160,7 @@ SweepResponse measureSweep(const MeasureSetup& inSetup, const std::vector<int>& 
         const ComplexVector linearHiss = windowedSpectrum(hiss, windows[0], rate);
         for (const double f : result.mFrequencies) {
             response.mResponseDb.push_back(powerToDecibels(bandPower(linear, rate, f, kLinearBands)));
-            response.mResponseFloorDb.push_back(powerToDecibels(bandPower(linearHiss, rate, f, kLinearBands)));
+            response.mResponseFloorDb.push_back(powerToDecibels(bandPower(linearHiss, rate, f, kFloorBands)));
         }
         for (int h = 0; h < kMeasuredHarmonics; ++h) {
             const int order = h + 2;
@@ -178,7 +179,7 @@ SweepResponse measureSweep(const MeasureSetup& inSetup, const std::vector<int>& 
                 const double fundamental = powerToDecibels(bandPower(linear, rate, f, kHarmonicBands));
                 curve.mLevelDb.push_back(powerToDecibels(bandPower(part, rate, order * f, kHarmonicBands)) -
                                          fundamental);
-                curve.mFloorDb.push_back(powerToDecibels(bandPower(partHiss, rate, order * f, kHarmonicBands)) -
+                curve.mFloorDb.push_back(powerToDecibels(bandPower(partHiss, rate, order * f, kFloorBands)) -
                                          fundamental);
             }
         }
