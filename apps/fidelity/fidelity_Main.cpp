@@ -183,9 +183,7 @@ int run(const std::vector<std::string>& inArguments)
     }
     if (!plotPath.empty()) {
         plot::Figure figure = bellFigure(listed.front().mCase);
-        const std::size_t cross = size.find('x');
-        figure.mWidth = std::stoi(size.substr(0, cross));
-        figure.mHeight = std::stoi(size.substr(cross + 1));
+        plot::parseImageSize(size, figure.mWidth, figure.mHeight);
         writeBytes(plotPath, plot::drawFigure(figure, plot::imageFormatFor(plotPath)));
     }
     return 0;

@@ -6,7 +6,6 @@
 #include "cli_Plot.h"
 #include "cli_Sweep.h"
 
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <sstream>
@@ -18,8 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 using plot::LineStyle;
 
-constexpr int kSmallestImage = 200;
-constexpr int kLargestImage = 8000;
 constexpr double kLowestLevel = -120.0;
 constexpr plot::Colour kChannelColours[] = {plot::kBlue, plot::kOrange};
 constexpr plot::Colour kHarmonicColours[] = {plot::kGreen, plot::kVermilion};
@@ -320,21 +317,6 @@ std::string describeSettings(const ParameterValues& inValues, const ParameterTab
     for (const std::string& part : parts)
         text += (text.empty() ? "" : ", ") + part;
     return text;
-}
-
-void parseImageSize(const std::string& inText, int& outWidth, int& outHeight)
-{
-    const std::size_t cross = inText.find('x');
-    const auto number = [&](std::string_view inPart, int& outValue) {
-        const auto [end, error] = std::from_chars(inPart.data(), inPart.data() + inPart.size(), outValue);
-        return !inPart.empty() && error == std::errc() && end == inPart.data() + inPart.size() &&
-               outValue >= kSmallestImage && outValue <= kLargestImage;
-    };
-    const std::string_view text = inText;
-    if (cross == std::string::npos || !number(text.substr(0, cross), outWidth) ||
-        !number(text.substr(cross + 1), outHeight))
-        throw UsageError("--size takes WIDTHxHEIGHT in pixels, each " + std::to_string(kSmallestImage) + " to " +
-                         std::to_string(kLargestImage) + ", not \"" + inText + "\"");
 }
 
 int runAnalyze(const AnalyzeOptions& inOptions, const ParameterTable& inTable, std::ostream& outReport)

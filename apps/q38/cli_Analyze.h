@@ -37,7 +37,4 @@ int runAnalyze(const AnalyzeOptions& inOptions, const ParameterTable& inTable, s
 // one entry for a pair of channels that agree; "default settings" if nothing.
 std::string describeSettings(const ParameterValues& inValues, const ParameterTable& inTable);
 
-// "960x720" to 960 and 720; throws UsageError.
-void parseImageSize(const std::string& inText, int& outWidth, int& outHeight);
-
 } // namespace cli

@@ -2,6 +2,7 @@
 
 #include "cli_AudioFile.h"
 #include "cli_Error.h"
+#include "cli_Plot.h"
 
 #include <algorithm>
 #include <charconv>
@@ -102,7 +103,7 @@ bool parseAnalyzeOption(ArgumentReader& ioReader, const std::string& inOption,
     } else if (inOption == "--csv") {
         ioOptions.mCsv = ioReader.value(inOption, inInline, "--csv response.csv");
     } else if (inOption == "--size") {
-        parseImageSize(ioReader.value(inOption, inInline, "--size 1200x800"), ioOptions.mWidth, ioOptions.mHeight);
+        plot::parseImageSize(ioReader.value(inOption, inInline, "--size 1200x800"), ioOptions.mWidth, ioOptions.mHeight);
     } else if (inOption == "--drive") {
         if (inInline)
             throw UsageError("option --drive takes no value");
@@ -420,7 +421,9 @@ std::string analyzeHelp(const ParameterTable& inTable)
 Measures the engine itself at the given settings with an exponential sine
 sweep on one channel at a time, and plots the magnitude response (output over
 input) from 20 Hz to 20 kHz (or 0.45 of the rate) and the 2nd and 3rd
-harmonics relative to the fundamental. A second run on silence gives the hiss
+harmonics relative to the fundamental, for fundamentals up to a third of that
+top frequency (above, the 3rd harmonic is out of the band). A second run on
+silence gives the hiss
 floor: a value less than 6 dB above it is not drawn, and the plot says so.
 Channel 2 is measured too when its settings differ from channel 1's.
 

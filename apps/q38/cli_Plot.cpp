@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -17,6 +18,9 @@
 namespace cli::plot {
 
 namespace {
+
+constexpr int kSmallestImage = 200;
+constexpr int kLargestImage = 8000;
 
 struct Rect
 {
@@ -464,6 +468,21 @@ ImageFormat imageFormatFor(const std::string& inPath)
     if (extension == ".svg")
         return ImageFormat::kSvg;
     throw UsageError("the plot's name must end in .png or .svg, not '" + inPath + "'");
+}
+
+void parseImageSize(const std::string& inText, int& outWidth, int& outHeight)
+{
+    const std::size_t cross = inText.find('x');
+    const auto number = [&](std::string_view inPart, int& outValue) {
+        const auto [end, error] = std::from_chars(inPart.data(), inPart.data() + inPart.size(), outValue);
+        return !inPart.empty() && error == std::errc() && end == inPart.data() + inPart.size() &&
+               outValue >= kSmallestImage && outValue <= kLargestImage;
+    };
+    const std::string_view text = inText;
+    if (cross == std::string::npos || !number(text.substr(0, cross), outWidth) ||
+        !number(text.substr(cross + 1), outHeight))
+        throw UsageError("--size takes WIDTHxHEIGHT in pixels, each " + std::to_string(kSmallestImage) + " to " +
+                         std::to_string(kLargestImage) + ", not \"" + inText + "\"");
 }
 
 std::string drawFigure(const Figure& inFigure, ImageFormat inFormat)

@@ -80,6 +80,9 @@ enum class ImageFormat
 // The format a file name asks for (.png or .svg, any case); throws UsageError otherwise.
 ImageFormat imageFormatFor(const std::string& inPath);
 
+// "960x720" to 960 and 720, each 200 to 8000; throws UsageError.
+void parseImageSize(const std::string& inText, int& outWidth, int& outHeight);
+
 // The image's bytes.
 std::string drawFigure(const Figure& inFigure, ImageFormat inFormat);
 

@@ -170,7 +170,9 @@ SweepResponse measureSweep(const MeasureSetup& inSetup, const std::vector<int>& 
             const ComplexVector partHiss = windowedSpectrum(hiss, windows[static_cast<std::size_t>(order - 1)], rate);
             for (std::size_t i = 0; i < result.mFrequencies.size(); ++i) {
                 const double f = result.mFrequencies[i];
-                if (order * f > top) {
+                // Up to where the highest order measured reaches the top: beyond,
+                // it folds back below half the rate and smears into the others.
+                if ((1 + kMeasuredHarmonics) * f > top) {
                     curve.mLevelDb.push_back(NAN);
                     curve.mFloorDb.push_back(NAN);
                     continue;

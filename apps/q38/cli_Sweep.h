@@ -19,7 +19,8 @@ struct HarmonicCurve
 {
     int mOrder = 2;
     // Level relative to the fundamental's output, in dB, and the hiss floor
-    // under it; NaN where the harmonic lies above the measured band.
+    // under it; NaN above a third of the top frequency, where the 3rd
+    // harmonic would lie above the measured band.
     std::vector<double> mLevelDb;
     std::vector<double> mFloorDb;
 };
