@@ -4,6 +4,7 @@
 
 #include <cairo-svg.h>
 #include <cairo.h>
+#include <fontconfig/fontconfig.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <numbers>
 
@@ -450,6 +452,20 @@ std::string allNotes(const Figure& inFigure)
     return notes;
 }
 
+// Cairo and fontconfig keep their font caches for the life of the process;
+// handing them back at exit keeps leak checkers quiet about them.
+void releaseFontCachesAtExit()
+{
+    static const bool registered = [] {
+        std::atexit([] {
+            cairo_debug_reset_static_data();
+            FcFini();
+        });
+        return true;
+    }();
+    (void)registered;
+}
+
 void check(cairo_status_t inStatus)
 {
     if (inStatus != CAIRO_STATUS_SUCCESS)
@@ -487,6 +503,7 @@ void parseImageSize(const std::string& inText, int& outWidth, int& outHeight)
 
 std::string drawFigure(const Figure& inFigure, ImageFormat inFormat)
 {
+    releaseFontCachesAtExit();
     std::string bytes;
     using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
     using Context = std::unique_ptr<cairo_t, decltype(&cairo_destroy)>;
