@@ -36,6 +36,8 @@ void solveDcGainFourPoints(double inU1, double inM1, double inU2, double inM2, d
         throw EquationSolutionException();
     const double folded = std::fabs(f);
     const double w = std::sqrt(folded);
+    // a from the folded f: of the ways to read a fold, the one that keeps the
+    // design nearest its target (a of the unfolded system strays further).
     const double a = fourPointLeading(system, folded);
     if (!(a >= 0.0))
         throw EquationSolutionException();
@@ -97,10 +99,20 @@ void solveUnitTopThreePoints(double inG, double inU1, double inM1, double inU2, 
     if (determinant == 0.0)
         throw EquationSolutionException();
     const double f = (inM3 * y2 - inM2 * y3 + inM1 * (y3 - y2) + y1 * (inM2 - inM3)) / determinant;
-    const double e = ((y2 * h3 - y3 * h2) - y1 * (h3 - h2) + h1 * (y3 - y2)) / determinant;
-    const double b = (y1 * (inM3 * h2 - inM2 * h3) + inM1 * (y2 * h3 - y3 * h2) + h1 * (y3 * inM2 - y2 * inM3)) /
-                     determinant;
+    double e = ((y2 * h3 - y3 * h2) - y1 * (h3 - h2) + h1 * (y3 - y2)) / determinant;
+    double b = (y1 * (inM3 * h2 - inM2 * h3) + inM1 * (y2 * h3 - y3 * h2) + h1 * (y3 * inM2 - y2 * inM3)) /
+               determinant;
     const double w = std::sqrt(std::fabs(f));
+    if (f < 0.0) {
+        // Folded: no prototype meets all three points, and the unfolded e and b
+        // belong to none (they can leave a notch tens of dB deep). They are
+        // solved again with the folded f from the points at u2 and u3, the
+        // corner and the floor.
+        const double folded = -f;
+        const double r2 = y2 - h2 * folded, r3 = y3 - h3 * folded;
+        e = (r2 - r3) / (inM3 - inM2);
+        b = r2 + inM2 * e;
+    }
     const double dSq = std::max(0.0, e + 2.0 * w);
     const double cSq = std::max(0.0, b + 2.0 * inG * w);
 
