@@ -77,9 +77,25 @@ void solveDcGainExtremumTwoPoints(double inUp, double inMp, double inU2, double 
         throw EquationSolutionException();
     const double t = std::sqrt(a);
 
-    const double e = (f * p3 - d3 * inU3 * inU3) / (inU3 * d3);
+    // dSq from the extremum and point 3, and cSq from the point equation at
+    // point 3. Far below the rate point 3 lies decades above the extremum and
+    // both forms cancel to rounding noise; each then comes from the equivalent
+    // equation that loses three digits less: point 2 for e, and the extremum's
+    // b = mp e - 2 k f / up for cSq. Elsewhere the forms stand as written.
+    double e = (f * p3 - d3 * inU3 * inU3) / (inU3 * d3);
+    const double errorAt3 = std::max(std::fabs(f * p3), std::fabs(d3 * inU3 * inU3)) / std::fabs(inU3 * d3);
+    const double errorAt2 = std::max(std::fabs(f * p2), std::fabs(d2 * inU2 * inU2)) / std::fabs(inU2 * d2);
+    if (1e3 * errorAt2 < errorAt3)
+        e = (f * p2 - d2 * inU2 * inU2) / (inU2 * d2);
     const double dSq = e + 2.0 * w;
-    const double cSq = std::max(0.0, numeratorFromPoint(inU3, inM3, t, inG * w, w, dSq));
+    const double z = inG * w;
+    double cSq = numeratorFromPoint(inU3, inM3, t, z, w, dSq);
+    const double uw = inU3 - w, tz = t * inU3 - z;
+    const double pointError = (inM3 * (uw * uw + std::fabs(dSq) * inU3) + tz * tz) / inU3;
+    const double extremumError = std::fabs(inMp * e) + std::fabs(2.0 * k * f / inUp) + 2.0 * t * z;
+    if (1e3 * extremumError < pointError)
+        cSq = inMp * e - 2.0 * k * f / inUp + 2.0 * t * z;
+    cSq = std::max(0.0, cSq);
 
     *outCSq = cSq;
     *outDSq = dSq;
