@@ -156,13 +156,17 @@ CommandAction setupPresets(CLI::App& ioCommand, CommandContext& ioContext)
         }
         std::cout << "Factory presets (q38 render --preset WORD; in LV2 hosts, the plugin's presets):\n\n";
         for (const FactoryPreset& preset : factoryPresets()) {
-            std::string settings;
+            // The settings, as many to a line as fit.
+            std::string settings = "     ";
             std::istringstream lines(preset.mSettings);
-            for (std::string line; std::getline(lines, line);)
-                settings += (settings.empty() ? "" : ", ") + line;
+            for (std::string line; std::getline(lines, line);) {
+                if (settings.size() - settings.rfind('\n') + line.size() + 2 > kHelpWidth)
+                    settings += ",\n     ";
+                settings += (settings.ends_with(" ") ? " " : ", ") + line;
+            }
             std::cout << "  " << preset.mWord << " (\"" << preset.mName << "\""
-                      << (preset.mStereoOnly ? ", stereo only" : "") << ")\n      " << preset.mPurpose << "\n      "
-                      << settings << "\n";
+                      << (preset.mStereoOnly ? ", stereo only" : "") << ")\n"
+                      << wrapped(preset.mPurpose, 6) << settings << "\n";
         }
         return kExitSuccess;
     };

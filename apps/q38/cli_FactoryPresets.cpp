@@ -16,12 +16,12 @@ namespace {
 constexpr FactoryPreset kFactoryPresets[] = {
     {"clean-vocal", "Clean Vocal", "a spoken or sung vocal kept clean: rumble cut at 80 Hz, a touch of air", false,
      "input-gain = 30 dB\nhighpass = 80 Hz\nhigh-tone = 2 dB\nlow-tone = -1 dB\n"},
-    {"warm-bass-di", "Warm Bass DI", "a bass guitar from the DI box: fuller lows, a softer top, mild tube saturation",
+    {"warm-bass-di", "Warm Bass DI", "a bass guitar from the DI box: fuller lows, a softer top, mild saturation",
      false, "input-gain = 52 dB\nlow-tone = 4 dB\nhigh-tone = -3 dB\ntrim = -1 dB\n"},
     {"driven-guitar", "Driven Guitar", "a guitar DI or close mic pushed hard into the tube stage for grit", false,
      "input-gain = 70 dB\nhighpass = 80 Hz\nlow-tone = -2 dB\nhigh-tone = 3 dB\ntrim = -2 dB\n"},
     {"ms-room-widening", "M/S Room Widening",
-     "a stereo room pair widened in M/S: side raised and brightened, its lows cut so the bass stays centred", true,
+     "a stereo room pair widened in M/S: the side louder and brighter, lows cut", true,
      "stereo-mode = M/S\ninput-gain = 40 dB\nhighpass1 = 80 Hz\nhighpass2 = 300 Hz\nhigh-tone2 = 3 dB\n"
      "trim1 = -1 dB\ntrim2 = 4 dB\n"},
     {"phone-line", "Phone Line", "a thin, band-limited telephone voice for effects and intros", false,
