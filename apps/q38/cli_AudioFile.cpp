@@ -16,8 +16,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <random>
 #include <string_view>
+#include <utility>
 
 namespace cli {
 
@@ -37,14 +39,22 @@ std::string systemError(int inError)
 
 // --- Temporary files are removed when the program is interrupted -------------
 
+// A slot is claimed, then its path written, then it is marked ready: the
+// handler only reads ready slots, and two threads never share one.
 constexpr int kTemporarySlots = 64; // more at once are not removed on a signal, only later as stale
+enum SlotState : int
+{
+    kSlotFree,
+    kSlotClaimed,
+    kSlotReady,
+};
 char gTemporaryPaths[kTemporarySlots][PATH_MAX];
-std::atomic<bool> gTemporaryInUse[kTemporarySlots];
+std::atomic<int> gTemporarySlots[kTemporarySlots];
 
 extern "C" void removeTemporariesAndDie(int inSignal)
 {
     for (int slot = 0; slot < kTemporarySlots; ++slot)
-        if (gTemporaryInUse[slot].load())
+        if (gTemporarySlots[slot].load(std::memory_order_acquire) == kSlotReady)
             ::unlink(gTemporaryPaths[slot]);
     std::signal(inSignal, SIG_DFL);
     std::raise(inSignal);
@@ -59,11 +69,12 @@ int registerTemporary(const fs::path& inPath)
     }();
     (void)installed;
     const std::string text = inPath.string();
-    for (int slot = 0; slot < kTemporarySlots; ++slot) {
-        if (gTemporaryInUse[slot].load() || text.size() >= PATH_MAX)
+    for (int slot = 0; slot < kTemporarySlots && text.size() < PATH_MAX; ++slot) {
+        int state = kSlotFree;
+        if (!gTemporarySlots[slot].compare_exchange_strong(state, kSlotClaimed, std::memory_order_acquire))
             continue;
         std::memcpy(gTemporaryPaths[slot], text.c_str(), text.size() + 1);
-        gTemporaryInUse[slot].store(true);
+        gTemporarySlots[slot].store(kSlotReady, std::memory_order_release);
         return slot;
     }
     return -1;
@@ -72,7 +83,7 @@ int registerTemporary(const fs::path& inPath)
 void releaseTemporary(int inSlot)
 {
     if (inSlot >= 0)
-        gTemporaryInUse[inSlot].store(false);
+        gTemporarySlots[inSlot].store(kSlotFree, std::memory_order_release);
 }
 
 // --- Temporary files ------------------------------------------------------------------
@@ -252,6 +263,18 @@ std::string lower(std::string inText)
     return inText;
 }
 
+// libsndfile keeps the reason of a failed open in one place for the whole
+// process: renders on several threads open their files one at a time.
+template <typename Open> SNDFILE* openSoundFile(Open&& inOpen, std::string& outReason)
+{
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    SNDFILE* file = inOpen();
+    if (!file)
+        outReason = sf_strerror(nullptr);
+    return file;
+}
+
 // --- libsndfile on a temporary file ------------------------------------------------
 
 TemporaryFile& sinkOf(void* inUserData)
@@ -302,9 +325,9 @@ InputFile::InputFile(const fs::path& inPath) : mPath(inPath)
         throw Error("cannot read " + quoted(inPath) + ": " + systemError(error));
     }
     mIdentity = {status.st_dev, status.st_ino};
-    mFile = sf_open_fd(mDescriptor, SFM_READ, &mInfo, SF_FALSE);
+    std::string reason;
+    mFile = openSoundFile([&] { return sf_open_fd(mDescriptor, SFM_READ, &mInfo, SF_FALSE); }, reason);
     if (!mFile) {
-        const std::string reason = sf_strerror(nullptr);
         ::close(mDescriptor);
         throw Error(quoted(inPath) + " is not a sound file q38 can read (" + reason + ")");
     }
@@ -445,11 +468,10 @@ TemporaryFile::TemporaryFile(const fs::path& inDestination, const FileIdentity* 
 
 TemporaryFile::~TemporaryFile()
 {
-    if (mDescriptor >= 0) {
+    if (mDescriptor >= 0)
         ::close(mDescriptor);
-        if (!mTemporary.empty())
-            ::unlink(mTemporary.c_str());
-    }
+    if (!mCommitted && !mTemporary.empty())
+        ::unlink(mTemporary.c_str());
     releaseTemporary(mSlot);
 }
 
@@ -491,40 +513,20 @@ void TemporaryFile::commit()
 {
     if (::fsync(mDescriptor) != 0)
         fail(systemError(errno));
-    const int descriptor = mDescriptor;
-    mDescriptor = -1;
-    const auto discard = [&] {
-        if (descriptor >= 0)
-            ::close(descriptor);
-        if (!mTemporary.empty())
-            ::unlink(mTemporary.c_str());
-    };
-    if (!mTemporary.empty() && ::close(descriptor) != 0) {
-        const int error = errno;
-        ::unlink(mTemporary.c_str());
-        fail(systemError(error));
-    }
+    // A named file is closed first, so that a late write error shows; an
+    // unnamed one needs its descriptor to be linked.
+    if (!mTemporary.empty() && ::close(std::exchange(mDescriptor, -1)) != 0)
+        fail(systemError(errno));
     // The destination may have changed while the render ran.
+    checkOutputPath(mDestination, mInput, mOverwrite);
     int result = -1;
-    try {
-        checkOutputPath(mDestination, mInput, mOverwrite);
-    } catch (...) {
-        discard();
-        throw;
-    }
-    if (mTemporary.empty()) {
-        // An unnamed file: linking refuses an existing name by itself; to
-        // replace one it takes a temporary name first.
-        if (mOverwrite) {
-            result = nameUnnamed(descriptor, mDestination, mTemporary);
-            if (result == 0 && (result = ::rename(mTemporary.c_str(), mDestination.c_str())) != 0)
-                ::unlink(mTemporary.c_str());
-        } else {
-            result = linkUnnamed(descriptor, mDestination);
-        }
-        const int error = errno;
-        ::close(descriptor);
-        errno = error;
+    if (mTemporary.empty() && !mOverwrite) {
+        result = linkUnnamed(mDescriptor, mDestination); // refuses an existing name by itself
+    } else if (mTemporary.empty()) {
+        // To replace a file, the unnamed one takes a temporary name first.
+        result = nameUnnamed(mDescriptor, mDestination, mTemporary);
+        if (result == 0)
+            result = ::rename(mTemporary.c_str(), mDestination.c_str());
     } else if (mOverwrite) {
         result = ::rename(mTemporary.c_str(), mDestination.c_str());
     } else {
@@ -537,13 +539,11 @@ void TemporaryFile::commit()
         }
     }
     if (result != 0) {
-        const int error = errno;
-        if (!mTemporary.empty())
-            ::unlink(mTemporary.c_str());
-        if (error == EEXIST)
+        if (errno == EEXIST)
             throw UsageError(quoted(mDestination) + " exists; use --force to replace it");
-        fail(systemError(error));
+        fail(systemError(errno));
     }
+    mCommitted = true;
 }
 
 void checkWritableFolder(const fs::path& inFolder)
@@ -572,9 +572,10 @@ OutputFile::OutputFile(const fs::path& inPath, const OutputFormat& inFormat, int
     info.format = inFormat.mFormat;
     info.channels = inChannels;
     info.samplerate = inSampleRate;
-    mFile = sf_open_virtual(&io, SFM_WRITE, &info, &mTemporary);
+    std::string reason;
+    mFile = openSoundFile([&] { return sf_open_virtual(&io, SFM_WRITE, &info, &mTemporary); }, reason);
     if (!mFile)
-        mTemporary.fail(mTemporary.lastError() ? systemError(mTemporary.lastError()) : sf_strerror(nullptr));
+        mTemporary.fail(mTemporary.lastError() ? systemError(mTemporary.lastError()) : reason);
     // No time stamp in the file, so equal renders give equal files.
     sf_command(mFile, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     if (inFormat.mClips)

@@ -109,6 +109,7 @@ private:
     int mDescriptor = -1;
     int mError = 0;
     int mSlot = -1;
+    bool mCommitted = false;
 };
 
 class OutputFile
