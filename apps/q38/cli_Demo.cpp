@@ -2,6 +2,7 @@
 
 #include "cli_AudioFile.h"
 #include "cli_Error.h"
+#include "cli_Progress.h"
 #include "cli_Render.h"
 
 #include <algorithm>
@@ -217,7 +218,10 @@ void runDemo(const fs::path& inFolder, bool inQuiet, const ParameterTable& inTab
         job.mInput = programmePath;
         job.mOutput = inFolder / name;
         job.mOverwrite = true;
-        job.mShowProgress = !inQuiet;
+        ProgressBar progress(!inQuiet);
+        job.mOnProgress = [&](sf_count_t inDone, sf_count_t inTotal) {
+            progress.update(double(inDone) / double(inTotal), name);
+        };
         job.mSeed = kDemoSeed;
         job.mMatchLoudness = inMatchLoudness;
         job.mValues = inTable.apply(settings);

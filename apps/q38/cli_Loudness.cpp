@@ -2,7 +2,6 @@
 
 #include "cli_Error.h"
 
-
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -133,6 +132,21 @@ std::string formatLoudness(double inValue)
     return text;
 }
 
+std::vector<std::string> loudnessNotes(const LoudnessReport& inReport)
+{
+    std::vector<std::string> notes;
+    if (inReport.mMatchAsked && !inReport.mMatched) {
+        notes.push_back(std::string("loudness not matched: the ") +
+                        (std::isfinite(inReport.mInputLufs) ? "output" : "input") +
+                        " has no integrated loudness (silent, or shorter than 0.4 s); no gain applied");
+    }
+    if (inReport.mFixedPoint && inReport.mOutputTruePeakDb > 0.0)
+        notes.push_back("warning: the output's true peak of " + formatLoudness(inReport.mOutputTruePeakDb) +
+                        " dBTP is above full scale, and its fixed-point format clips it; lower the level" +
+                        (inReport.mMatched ? " of the input" : "") + " or write floating point (--subtype FLOAT)");
+    return notes;
+}
+
 std::string describeLoudness(const LoudnessReport& inReport)
 {
     std::ostringstream text;
@@ -144,14 +158,9 @@ std::string describeLoudness(const LoudnessReport& inReport)
         char gain[32];
         std::snprintf(gain, sizeof gain, "%+.2f", inReport.mGainDb);
         text << "  loudness matched to the input: " << gain << " dB applied to the output\n";
-    } else if (inReport.mMatchAsked) {
-        text << "  loudness not matched: the " << (std::isfinite(inReport.mInputLufs) ? "output" : "input")
-             << " has no integrated loudness (silent, or shorter than 0.4 s); no gain applied\n";
     }
-    if (inReport.mFixedPoint && inReport.mOutputTruePeakDb > 0.0)
-        text << "  warning: the output's true peak of " << formatLoudness(inReport.mOutputTruePeakDb)
-             << " dBTP is above full scale, and its fixed-point format clips it; lower the level"
-             << (inReport.mMatched ? " of the input" : "") << " or write floating point (--subtype FLOAT)\n";
+    for (const std::string& note : loudnessNotes(inReport))
+        text << "  " << note << "\n";
     return text.str();
 }
 

@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <ebur128.h>
 
@@ -74,8 +75,12 @@ private:
     std::FILE* mHeld = nullptr;
 };
 
-// The summary's lines, each starting with two spaces.
+// The summary's lines, each starting with two spaces: the figures, then the notes.
 std::string describeLoudness(const LoudnessReport& inReport);
+
+// What a summary says beside the figures and the gain, one sentence each: why
+// a match asked for was not made, and a true peak that a fixed-point output clips.
+std::vector<std::string> loudnessNotes(const LoudnessReport& inReport);
 
 // "-23.0", or "-inf".
 std::string formatLoudness(double inValue);

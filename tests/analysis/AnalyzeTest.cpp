@@ -166,7 +166,7 @@ TEST(Analyze, RefusesWhatItCannotDo)
     const Case cases[] = {
         {{"analyze"}, 2, "q38: analyze needs a plot file: q38 analyze -o response.svg\n"},
         {{"analyze", "-o", "plot.jpg"}, 2, "q38: the plot's name must end in .png or .svg, not 'plot.jpg'\n"},
-        {{"analyze", "-o", "plot.svg", "--rate", "4000"}, 2, "q38: --rate must be 8000 to 192000 Hz, not 4000\n"},
+        {{"analyze", "-o", "plot.svg", "--rate", "4000"}, 2, "q38: --rate takes a whole number from 8000 to 192000, not \"4000\"\n"},
         {{"analyze", "-o", "plot.svg", "--level", "3"}, 2, "q38: --level must be -120 to 0 dBFS\n"},
         {{"analyze", "-o", "plot.svg", "--size", "10x10"}, 2,
          "q38: --size takes WIDTHxHEIGHT in pixels, each 200 to 8000, not \"10x10\"\n"},

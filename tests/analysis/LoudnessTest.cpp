@@ -66,6 +66,24 @@ TEST(Loudness, MatchedOutputHasTheInputsLoudness)
     }
 }
 
+TEST(Loudness, ManyFilesAreEachMatchedToTheirOwnInput)
+{
+    const ScratchFolder folder;
+    fs::create_directories(folder / "out");
+    const std::vector<std::pair<std::string, double>> inputs = {{"loud.wav", -10.0}, {"quiet.wav", -30.0}};
+    for (const auto& [name, level] : inputs)
+        writeSound(folder / name, tone(48000, 2, 2 * 48000, level));
+    const RunResult run = folder.run({"render", "loud.wav", "quiet.wav", "-o", "out/", "--input-gain", "60",
+                                      "--seed", "3", "--match-loudness", "-j", "2"});
+    ASSERT_EQ(run.mStatus, 0) << run.mErr;
+    for (const char* column : {"LUFS in/out", "dBTP in/out", "matched"})
+        EXPECT_NE(run.mOut.find(column), std::string::npos) << run.mOut;
+    for (const auto& [name, level] : inputs) {
+        SCOPED_TRACE(name);
+        EXPECT_NEAR(lufs(readSound(folder / "out" / name)), lufs(readSound(folder / name)), 0.1);
+    }
+}
+
 TEST(Loudness, WarnsWhenAFixedPointOutputsTruePeakClips)
 {
     const ScratchFolder folder;
