@@ -235,9 +235,9 @@ void runDemo(const fs::path& inFolder, bool inQuiet, const ParameterTable& inTab
                       formatDecibels(result.mInputLevels.peakDb()).c_str(),
                       formatDecibels(result.mOutputLevels.peakDb()).c_str(),
                       formatDecibels(result.mInputLevels.rmsDb()).c_str(),
-                      formatDecibels(result.mOutputLevels.rmsDb()).c_str(), formatLoudness(loudness.mInputLufs).c_str(),
-                      formatLoudness(loudness.mOutputLufs).c_str(), formatLoudness(loudness.mInputTruePeakDb).c_str(),
-                      formatLoudness(loudness.mOutputTruePeakDb).c_str(), result.mMeterPeak[0], result.mMeterPeak[1],
+                      formatDecibels(result.mOutputLevels.rmsDb()).c_str(), formatDecibels(loudness.mInputLufs).c_str(),
+                      formatDecibels(loudness.mOutputLufs).c_str(), formatDecibels(loudness.mInputTruePeakDb).c_str(),
+                      formatDecibels(loudness.mOutputTruePeakDb).c_str(), result.mMeterPeak[0], result.mMeterPeak[1],
                       matched);
         outReport << line << std::flush;
     }

@@ -123,12 +123,12 @@ LoudnessReport LoudnessStage::finish(const FrameSink& inWrite)
     return report;
 }
 
-std::string formatLoudness(double inValue)
+std::string formatDecibels(double inDecibels)
 {
-    if (!std::isfinite(inValue))
-        return inValue > 0 ? "+inf" : "-inf";
+    if (std::isinf(inDecibels))
+        return inDecibels < 0.0 ? "-inf" : "inf";
     char text[32];
-    std::snprintf(text, sizeof text, "%.1f", inValue);
+    std::snprintf(text, sizeof text, "%.1f", inDecibels);
     return text;
 }
 
@@ -141,7 +141,7 @@ std::vector<std::string> loudnessNotes(const LoudnessReport& inReport)
                         " has no integrated loudness (silent, or shorter than 0.4 s); no gain applied");
     }
     if (inReport.mFixedPoint && inReport.mOutputTruePeakDb > 0.0)
-        notes.push_back("warning: the output's true peak of " + formatLoudness(inReport.mOutputTruePeakDb) +
+        notes.push_back("warning: the output's true peak of " + formatDecibels(inReport.mOutputTruePeakDb) +
                         " dBTP is above full scale, and its fixed-point format clips it; lower the level" +
                         (inReport.mMatched ? " of the input" : "") + " or write floating point (--subtype FLOAT)");
     return notes;
@@ -150,9 +150,9 @@ std::vector<std::string> loudnessNotes(const LoudnessReport& inReport)
 std::string describeLoudness(const LoudnessReport& inReport)
 {
     std::ostringstream text;
-    text << "  loudness " << formatLoudness(inReport.mInputLufs) << " LUFS in, "
-         << formatLoudness(inReport.mOutputLufs) << " LUFS out; true peak "
-         << formatLoudness(inReport.mInputTruePeakDb) << " dBTP in, " << formatLoudness(inReport.mOutputTruePeakDb)
+    text << "  loudness " << formatDecibels(inReport.mInputLufs) << " LUFS in, "
+         << formatDecibels(inReport.mOutputLufs) << " LUFS out; true peak "
+         << formatDecibels(inReport.mInputTruePeakDb) << " dBTP in, " << formatDecibels(inReport.mOutputTruePeakDb)
          << " dBTP out\n";
     if (inReport.mMatched) {
         char gain[32];

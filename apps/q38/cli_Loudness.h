@@ -82,7 +82,7 @@ std::string describeLoudness(const LoudnessReport& inReport);
 // a match asked for was not made, and a true peak that a fixed-point output clips.
 std::vector<std::string> loudnessNotes(const LoudnessReport& inReport);
 
-// "-23.0", or "-inf".
-std::string formatLoudness(double inValue);
+// Levels, loudness and true peaks alike: "-18.3", or "-inf" for silence.
+std::string formatDecibels(double inDecibels);
 
 } // namespace cli

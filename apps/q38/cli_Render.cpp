@@ -41,15 +41,6 @@ void Levels::add(const float* inSamples, std::size_t inCount)
     mCount += static_cast<long long>(inCount);
 }
 
-std::string formatDecibels(double inDecibels)
-{
-    if (std::isinf(inDecibels))
-        return inDecibels < 0.0 ? "-inf" : "inf";
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f", inDecibels);
-    return text;
-}
-
 double Levels::peakDb() const
 {
     return toDecibels(mPeak, 20.0);

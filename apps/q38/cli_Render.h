@@ -29,9 +29,6 @@ struct Levels
     double rmsDb() const; // a full-scale sine reads -3 dBFS
 };
 
-// "-18.3", or "-inf" for silence.
-std::string formatDecibels(double inDecibels);
-
 struct RenderJob
 {
     std::filesystem::path mInput;

@@ -1,7 +1,9 @@
 #pragma once
 
 // Spectra for the measurements: a radix-2 FFT and power read off a spectrum
-// in fractional-octave bands.
+// in fractional-octave bands. The FFT is our own because Debian's only
+// permissively licensed FFT package, kissfft, is single precision, and the
+// measurements are double.
 
 #include <complex>
 #include <cstddef>
