@@ -483,7 +483,7 @@ ImageFormat imageFormatFor(const std::string& inPath)
         return ImageFormat::kPng;
     if (extension == ".svg")
         return ImageFormat::kSvg;
-    throw UsageError("the plot's name must end in .png or .svg, not '" + inPath + "'");
+    throw UsageError("the plot's name must end in .png or .svg, not '" + shownText(inPath) + "'");
 }
 
 void parseImageSize(const std::string& inText, int& outWidth, int& outHeight)
@@ -498,7 +498,7 @@ void parseImageSize(const std::string& inText, int& outWidth, int& outHeight)
     if (cross == std::string::npos || !number(text.substr(0, cross), outWidth) ||
         !number(text.substr(cross + 1), outHeight))
         throw UsageError("--size takes WIDTHxHEIGHT in pixels, each " + std::to_string(kSmallestImage) + " to " +
-                         std::to_string(kLargestImage) + ", not \"" + inText + "\"");
+                         std::to_string(kLargestImage) + ", not \"" + shownText(inText) + "\"");
 }
 
 std::string drawFigure(const Figure& inFigure, ImageFormat inFormat)
