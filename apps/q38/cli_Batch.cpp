@@ -157,8 +157,13 @@ std::vector<BatchItem> renderBatch(const std::vector<RenderJob>& inJobs, unsigne
 std::string describeBatch(const std::vector<RenderJob>& inJobs, const std::vector<BatchItem>& inItems,
                           double inSeconds, unsigned inWorkers)
 {
-    std::vector<std::vector<std::string>> rows = {
-        {"input", "output", "seconds", "peak in", "peak out", "RMS in", "RMS out", "meter 1", "meter 2"}};
+    // Loudness in and out share a column each, to keep the lines short.
+    const bool matching = !inJobs.empty() && inJobs.front().mMatchLoudness;
+    std::vector<std::vector<std::string>> rows = {{"input", "output", "seconds", "peak in", "peak out", "RMS in",
+                                                   "RMS out", "LUFS in/out", "dBTP in/out"}};
+    if (matching)
+        rows.front().push_back("matched");
+    rows.front().insert(rows.front().end(), {"meter 1", "meter 2"});
     std::vector<std::string> notes;
     double audioSeconds = 0.0;
     std::size_t failed = 0;
@@ -180,6 +185,13 @@ std::string describeBatch(const std::vector<RenderJob>& inJobs, const std::vecto
         for (const double level : {result.mInputLevels.peakDb(), result.mOutputLevels.peakDb(),
                                    result.mInputLevels.rmsDb(), result.mOutputLevels.rmsDb()})
             row.push_back(formatDecibels(level));
+        const LoudnessReport& loudness = result.mLoudness;
+        row.push_back(formatDecibels(loudness.mInputLufs) + "/" + formatDecibels(loudness.mOutputLufs));
+        row.push_back(formatDecibels(loudness.mInputTruePeakDb) + "/" + formatDecibels(loudness.mOutputTruePeakDb));
+        if (matching) {
+            std::snprintf(number, sizeof number, "%+.2f dB", loudness.mGainDb);
+            row.push_back(loudness.mMatched ? number : "-");
+        }
         for (int meter = 0; meter < kNumMeters; ++meter) {
             std::snprintf(number, sizeof number, "%.3f", result.mMeterPeak[meter]);
             row.push_back(meter < result.mChannels ? number : "-");
@@ -191,6 +203,8 @@ std::string describeBatch(const std::vector<RenderJob>& inJobs, const std::vecto
         if (result.mClippedSamples > 0)
             notes.push_back(job.mOutput.string() + ": " + std::to_string(result.mClippedSamples) +
                             " samples clipped at full scale");
+        for (const std::string& note : loudnessNotes(result.mLoudness))
+            notes.push_back(job.mOutput.string() + ": " + note);
     }
 
     // Columns as wide as their widest cell; a failure's message runs on.

@@ -5,6 +5,7 @@
 #include "cli_FactoryPresets.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -176,13 +177,17 @@ CommandAction setupDemo(CLI::App& ioCommand, CommandContext& ioContext)
 {
     auto folder = std::make_shared<std::string>("q38-demo");
     auto quiet = std::make_shared<bool>(false);
+    auto matchLoudness = std::make_shared<bool>(false);
     ioCommand.add_option("-o,--output", *folder)
         ->option_text("FOLDER")
         ->description("where the files go (created if missing; default q38-demo)\ne.g. q38 demo -o out/demo");
     ioCommand.add_flag("-q,--quiet", *quiet, "no progress bar\ne.g. q38 demo -q");
+    ioCommand.add_flag("--match-loudness", *matchLoudness,
+                       "scale each rendered file to the programme's integrated loudness\n"
+                       "e.g. q38 demo --match-loudness");
     ioContext.mCompletions["demo --output"] = {{}, true};
-    return [&table = ioContext.mTable, folder, quiet] {
-        runDemo(*folder, *quiet, table, std::cout);
+    return [&table = ioContext.mTable, folder, quiet, matchLoudness] {
+        runDemo(*folder, *quiet, table, std::cout, *matchLoudness);
         return kExitSuccess;
     };
 }
@@ -204,6 +209,10 @@ const std::vector<CommandEntry>& commandTable()
          {{"IN -o OUT [settings] [options]", "render one file"},
           {"IN... -o FOLDER/ [-j N] [--format EXT] [settings] [options]", "render files and folders in parallel"}},
          "", setupRenderCommand},
+        {"analyze",
+         {{"-o PLOT [settings] [options]", "plot the response and the harmonics"},
+          {"--drive -o PLOT [settings] [options]", "plot output level and THD against input level"}},
+         "", setupAnalyzeCommand},
         {"presets",
          {{"[WORD]", "list the factory presets, or print one"}},
          "Lists the factory presets: the word q38 render --preset takes, the name LV2\n"
@@ -221,8 +230,9 @@ const std::vector<CommandEntry>& commandTable()
          "Synthesises a short programme (a voice-like signal on the left, a plucked\n"
          "string on the right, then a sine sweep on both), writes it as programme.wav,\n"
          "renders it at a few input gains with a fixed hiss seed, and prints for each\n"
-         "file the peak and RMS level before and after, and the highest reading of the\n"
-         "two meters. The demo replaces its own files on every run.",
+         "file the peak and RMS level, integrated loudness and true peak before and\n"
+         "after, and the highest reading of the two meters. The demo replaces its own\n"
+         "files on every run.",
          setupDemo},
         {"completion",
          {{"bash", "print the bash completion script"}},
@@ -245,6 +255,7 @@ Examples:
   q38 render vocal.wav -o vocal-q38.wav --input-gain 40 --highpass "80 Hz"
   q38 render takes/ -o rendered/ --preset clean-vocal -j 4
   q38 render take.flac -o take.wav --subtype PCM_24 --preset warm.q38preset --seed 38
+  q38 analyze -o response.svg --input-gain 50 --highpass "80 Hz"
   q38 presets
 
 Exit status: 0 on success; 1 when a file cannot be read or written (in a
@@ -289,6 +300,19 @@ std::string requiredValue(const CLI::Option& inOption, const std::string& inValu
     if (inValue.empty())
         throw UsageError("option " + optionName(inOption) + " needs a value (e.g. " + inExample + ")");
     return inValue;
+}
+
+unsigned long long parseWholeNumber(const CLI::Option& inOption, const std::string& inText,
+                                    unsigned long long inLowest, unsigned long long inHighest,
+                                    const std::string& inExample)
+{
+    const std::string text = requiredValue(inOption, inText, inExample);
+    unsigned long long value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || value < inLowest || value > inHighest)
+        throw UsageError(optionName(inOption) + " takes a whole number from " + std::to_string(inLowest) + " to " +
+                         std::to_string(inHighest) + ", not \"" + shownText(text) + "\"");
+    return value;
 }
 
 int runCommandLine(std::vector<std::string> inArguments, const ParameterTable& inTable)

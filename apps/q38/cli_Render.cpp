@@ -41,15 +41,6 @@ void Levels::add(const float* inSamples, std::size_t inCount)
     mCount += static_cast<long long>(inCount);
 }
 
-std::string formatDecibels(double inDecibels)
-{
-    if (std::isinf(inDecibels))
-        return inDecibels < 0.0 ? "-inf" : "inf";
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f", inDecibels);
-    return text;
-}
-
 double Levels::peakDb() const
 {
     return toDecibels(mPeak, 20.0);
@@ -95,17 +86,32 @@ RenderResult render(const RenderJob& inJob)
     const float* inputs[kQ38MaxNumChannels] = {blockIn[0], blockIn[1]};
     float* outputs[kQ38MaxNumChannels] = {blockOut[0], blockOut[1]};
 
+    // What goes into the file, measured as written: with --match-loudness
+    // that is the scaled output, after the whole input has been read.
+    const FrameSink writeOutput = [&](const float* inInterleaved, long long inFrames) {
+        const std::size_t samples = static_cast<std::size_t>(inFrames * channels);
+        result.mOutputLevels.add(inInterleaved, samples);
+        if (format.mClips)
+            result.mClippedSamples += std::count_if(inInterleaved, inInterleaved + samples,
+                                                    [](float inSample) { return std::fabs(inSample) > 1.0f; });
+        output.write(inInterleaved, inFrames);
+    };
+    LoudnessStage loudness(channels, input.sampleRate(), inJob.mMatchLoudness, format.mClips);
+
     const Clock::time_point start = Clock::now();
     while (const sf_count_t frames = input.read(chunkIn.data(), kChunkFrames)) {
+        // A non-finite sample (a damaged file) is counted, then goes in, and
+        // is metered for loudness, as silence.
+        const auto chunkEnd = chunkIn.begin() + static_cast<long>(frames * channels);
+        result.mInputLevels.add(chunkIn.data(), static_cast<std::size_t>(frames * channels));
+        std::replace_if(chunkIn.begin(), chunkEnd, [](float inSample) { return !std::isfinite(inSample); }, 0.0f);
+        loudness.addInput(chunkIn.data(), frames);
         for (sf_count_t position = 0; position < frames; position += kQ38MaxBufferSize) {
             const int count = static_cast<int>(std::min<sf_count_t>(kQ38MaxBufferSize, frames - position));
             const float* source = chunkIn.data() + position * channels;
-            // A non-finite sample (a damaged file) goes in as silence.
             for (int index = 0; index < count; ++index)
-                for (int channel = 0; channel < channels; ++channel) {
-                    const float sample = source[index * channels + channel];
-                    blockIn[channel][index] = std::isfinite(sample) ? sample : 0.0f;
-                }
+                for (int channel = 0; channel < channels; ++channel)
+                    blockIn[channel][index] = source[index * channels + channel];
             engine->process(inputs, outputs, channels, count);
             float* destination = chunkOut.data() + position * channels;
             for (int index = 0; index < count; ++index)
@@ -114,17 +120,12 @@ RenderResult render(const RenderJob& inJob)
             for (int meter = 0; meter < kNumMeters; ++meter)
                 result.mMeterPeak[meter] = std::max(result.mMeterPeak[meter], engine->getMeterValue(meter));
         }
-        const std::size_t samples = static_cast<std::size_t>(frames * channels);
-        result.mInputLevels.add(chunkIn.data(), samples);
-        result.mOutputLevels.add(chunkOut.data(), samples);
-        if (format.mClips)
-            result.mClippedSamples += std::count_if(chunkOut.begin(), chunkOut.begin() + static_cast<long>(samples),
-                                                    [](float inSample) { return std::fabs(inSample) > 1.0f; });
-        output.write(chunkOut.data(), frames);
+        loudness.addOutput(chunkOut.data(), frames, writeOutput);
         result.mFrames += frames;
         if (inJob.mOnProgress)
             inJob.mOnProgress(result.mFrames, input.frames());
     }
+    result.mLoudness = loudness.finish(writeOutput);
     output.commit();
     result.mWorkSeconds = std::chrono::duration<double>(Clock::now() - start).count();
     if (inJob.mPresetPath)
@@ -153,6 +154,7 @@ std::string describeRender(const RenderJob& inJob, const RenderResult& inResult)
          << formatDecibels(inResult.mOutputLevels.peakDb()) << " dBFS out; RMS "
          << formatDecibels(inResult.mInputLevels.rmsDb()) << " dBFS in, "
          << formatDecibels(inResult.mOutputLevels.rmsDb()) << " dBFS out\n";
+    text << describeLoudness(inResult.mLoudness);
     std::snprintf(line, sizeof line, "  highest meter reading (0 to 1): ch1 %.3f", inResult.mMeterPeak[0]);
     text << line;
     if (inResult.mChannels > 1) {

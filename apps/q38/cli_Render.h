@@ -3,6 +3,7 @@
 // One file through the engine: read in chunks, process in blocks of at most
 // kQ38MaxBufferSize samples, write, and measure along the way.
 
+#include "cli_Loudness.h"
 #include "cli_Parameters.h"
 
 #include <sndfile.h>
@@ -28,9 +29,6 @@ struct Levels
     double rmsDb() const; // a full-scale sine reads -3 dBFS
 };
 
-// "-18.3", or "-inf" for silence.
-std::string formatDecibels(double inDecibels);
-
 struct RenderJob
 {
     std::filesystem::path mInput;
@@ -38,6 +36,7 @@ struct RenderJob
     std::string mSubtype;
     bool mOverwrite = false;
     std::optional<unsigned long long> mSeed;
+    bool mMatchLoudness = false; // scale the output to the input's integrated loudness
     ParameterValues mValues{};
     // Written after the sound file, when a render succeeded.
     std::optional<std::filesystem::path> mPresetPath;
@@ -58,6 +57,7 @@ struct RenderResult
     Levels mOutputLevels;
     float mMeterPeak[kNumMeters] = {}; // highest reading seen per meter
     long long mClippedSamples = 0;     // beyond full scale in an integer format
+    LoudnessReport mLoudness;
 };
 
 // Renders one file with its own engine; safe to run on several threads at

@@ -10,11 +10,10 @@
 #include "cli_Render.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
-#include <cmath>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <thread>
 
@@ -25,10 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr unsigned kMostWorkers = 256;
-constexpr const char* kWordsGroup = "Option words, made from the engine's parameter names (q38 params). A word "
-                                    "without a channel number sets both channels; values out of range are refused";
-
-using SettingHandler = std::function<void(const std::string& inValue, Settings& ioSettings)>;
 
 struct RenderOptions
 {
@@ -40,112 +35,10 @@ struct RenderOptions
     CLI::Option* mSavePreset = nullptr;
     CLI::Option* mJobs = nullptr;
     CLI::Option* mSeed = nullptr;
+    CLI::Option* mMatchLoudness = nullptr;
     CLI::Option* mQuiet = nullptr;
-    // The options that set parameters, applied in the order given.
-    std::map<const CLI::Option*, SettingHandler> mSettings;
+    std::optional<SettingOptions> mSettings;
 };
-
-std::string quoteIfSpaced(const std::string& inText)
-{
-    return inText.find(' ') == std::string::npos ? inText : "\"" + inText + "\"";
-}
-
-// A value for the examples: three quarters up a range, or the second text.
-std::string exampleValue(const ParameterInfo& inInfo)
-{
-    if (inInfo.mKind == ParameterKind::kContinuous)
-        return formatNumber(std::round(inInfo.mLowest + 0.75f * (inInfo.mHighest - inInfo.mLowest)));
-    if (inInfo.mKind == ParameterKind::kSwitch)
-        return quoteIfSpaced(inInfo.mTexts[inInfo.mDefault > 0.5f ? 0 : 1]);
-    if (inInfo.mTexts.size() > 1)
-        return quoteIfSpaced(inInfo.mTexts[1]);
-    return "0.5";
-}
-
-unsigned long long parseWholeNumber(const CLI::Option& inOption, const std::string& inText,
-                                    unsigned long long inLowest, unsigned long long inHighest,
-                                    const std::string& inExample)
-{
-    const std::string text = requiredValue(inOption, inText, inExample);
-    unsigned long long value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || value < inLowest || value > inHighest)
-        throw UsageError(optionName(inOption) + " takes a whole number from " + std::to_string(inLowest) + " to " +
-                         std::to_string(inHighest) + ", not \"" + shownText(text) + "\"");
-    return value;
-}
-
-// The option words of the parameters: one option for each set of words that
-// sets the same parameters. A channel's own words are hidden from the help
-// and told in their both-channel entry.
-void addParameterOptions(CLI::App& ioCommand, CommandContext& ioContext, RenderOptions& ioOptions)
-{
-    const ParameterTable& table = ioContext.mTable;
-    const std::vector<Alias> groups = table.optionGroups();
-    for (const Alias& group : groups) {
-        std::vector<std::string> words;
-        std::istringstream list(group.mWord);
-        for (std::string word; std::getline(list >> std::ws, word, ',');)
-            words.push_back(word);
-        // Shortest first: CLI11 names an option by its first word.
-        std::stable_sort(words.begin(), words.end(),
-                         [](const std::string& inA, const std::string& inB) { return inA.size() < inB.size(); });
-        std::string names;
-        for (const std::string& word : words)
-            names += (names.empty() ? "" : ",") + word;
-        const ParameterInfo& first = table.parameter(group.mIds.front());
-        const bool isSwitch = first.mKind == ParameterKind::kSwitch;
-        const bool ofAGroup = group.mIds.size() == 1 && std::any_of(groups.begin(), groups.end(), [&](const Alias& g) {
-                                  return g.mIds.size() > 1 &&
-                                         std::count(g.mIds.begin(), g.mIds.end(), group.mIds.front());
-                              });
-
-        CLI::Option* option = ioCommand.add_option(names)
-                                  ->expected(0, 1)
-                                  ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-                                  ->default_str(isSwitch ? first.mTexts[1] : "")
-                                  ->option_text(isSwitch                                    ? "[TEXT]"
-                                                : first.mKind == ParameterKind::kContinuous ? "VALUE"
-                                                                                            : "TEXT")
-                                  ->group(ofAGroup ? "" : kWordsGroup);
-        const std::string example = optionName(*option) + " " + exampleValue(first);
-        std::string what;
-        for (int id : group.mIds)
-            what += (what.empty() ? "" : " and ") + table.parameter(id).mName;
-        what += ": " + table.rangeText(first.mId);
-        if (isSwitch)
-            what += "; alone: " + first.mTexts[1];
-        if (group.mIds.size() > 1) {
-            what += "\none channel:";
-            for (std::size_t channel = 1; channel <= group.mIds.size(); ++channel)
-                what += (channel > 1 ? "," : "") + std::string(" ") + optionName(*option) + std::to_string(channel);
-        }
-        option->description(what + "\ne.g. " + example);
-
-        if (!first.mTexts.empty())
-            ioContext.mCompletions["render " + optionName(*option)] = {first.mTexts};
-        for (const std::string& word : words)
-            if (isSwitch)
-                ioContext.mOptionalValues.insert("render " + word);
-        ioOptions.mSettings[option] = [&table, ids = group.mIds, option, example](const std::string& inValue,
-                                                                                   Settings& ioSettings) {
-            const std::string value = requiredValue(*option, inValue, example);
-            for (int id : ids)
-                ioSettings.push_back({id, table.parseValue(id, value, false)});
-        };
-    }
-}
-
-// The settings in the order their options came.
-Settings collectSettings(const CLI::App& inCommand, const RenderOptions& inOptions)
-{
-    Settings settings;
-    std::map<const CLI::Option*, std::size_t> taken;
-    for (const CLI::Option* option : inCommand.parse_order())
-        if (const auto handler = inOptions.mSettings.find(option); handler != inOptions.mSettings.end())
-            handler->second(option->results().at(taken[option]++), settings);
-    return settings;
-}
 
 std::string presetHeader(const RenderJob& inJob)
 {
@@ -226,15 +119,17 @@ std::string renderFooter()
 A progress line appears on standard error when a render takes more than about
 a second and standard error is a terminal. The summary on standard output
 gives the duration, the real-time factor, peak and RMS levels in dBFS (a
-full-scale sine has an RMS of -3 dBFS) and the highest reading of each meter
-(0 to 1, read after the tube stage: 0 up to a peak of -35 dBFS there, 1 from
--14.2 dBFS). Non-finite input samples (NaN, infinity) go in as silence and are
-counted in the summary.
+full-scale sine has an RMS of -3 dBFS), integrated loudness (LUFS) and true
+peak (dBTP) of input and output (EBU R 128), and the highest reading of each
+meter (0 to 1, read after the tube stage: 0 up to a peak of -35 dBFS there, 1
+from -14.2 dBFS). Non-finite input samples (NaN, infinity) go in as silence
+and are counted in the summary.
 
 Examples:
   q38 render vocal.wav -o vocal-q38.wav --input-gain 40 --highpass "80 Hz"
   q38 render take.flac -o take.wav --subtype PCM_24 --trim -3 --seed 38
   q38 render mix.wav -o mix-ms.wav --preset ms-room-widening --trim2 2
+  q38 render bass.wav -o bass-q38.wav --preset warm-bass-di --match-loudness
   q38 render takes/ extra.wav -o rendered/ --format flac -j 4 --preset clean-vocal)";
 }
 
@@ -250,15 +145,7 @@ CommandAction setupRenderCommand(CLI::App& ioCommand, CommandContext& ioContext)
 
     const auto addValue = [&](const std::string& inNames, const std::string& inText, const std::string& inWhat,
                               const std::string& inGroup, std::vector<std::string> inWords = {}, bool inFiles = false) {
-        CLI::Option* option = ioCommand.add_option(inNames)
-                                  ->expected(0, 1)
-                                  ->default_str("")
-                                  ->option_text(inText)
-                                  ->description(inWhat)
-                                  ->group(inGroup);
-        if (!inWords.empty() || inFiles)
-            ioContext.mCompletions["render " + optionName(*option)] = {std::move(inWords), inFiles};
-        return option;
+        return addValueOption(ioCommand, ioContext, inNames, inText, inWhat, inGroup, std::move(inWords), inFiles);
     };
     std::string extensions;
     for (const std::string& extension : outputExtensions())
@@ -300,46 +187,7 @@ CommandAction setupRenderCommand(CLI::App& ioCommand, CommandContext& ioContext)
                               "processor cores)\ne.g. -j 4",
                               files);
 
-    const char* settings = "Settings, applied in the order given (a later one wins)";
-    CLI::Option* set = addValue("--set", "NAME=VALUE",
-                                "one parameter by its name, option word or id (q38 params). The value is\n"
-                                "the physical value, unit optional, or a value text; after a numeric id\n"
-                                "a bare number is the normalized value 0..1 that the engine receives\n"
-                                "e.g. --set \"Ch.1: Input Gain=40dB\"   --set highpass2=\"300 Hz\"\n     --set 7=0.25",
-                                settings)
-                           ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    std::vector<std::string> presetWords;
-    for (const FactoryPreset& preset : factoryPresets())
-        presetWords.push_back(preset.mWord);
-    CLI::Option* preset = addValue("--preset", "NAME|FILE",
-                                   "a factory preset (q38 presets), or settings from a file: one\n"
-                                   "NAME = VALUE a line as for --set, # comments. A factory preset's word\n"
-                                   "wins over a file of that name (write ./NAME for the file)\n"
-                                   "e.g. --preset clean-vocal   or   --preset warm.q38preset",
-                                   settings, presetWords, true)
-                              ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    CLI::Option* bypass = ioCommand.add_flag("--bypass")
-                              ->description("\"Enable Effect\" off: the output is the input, sample for sample\n"
-                                            "e.g. --bypass")
-                              ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-                              ->group(settings);
-    const ParameterTable& table = ioContext.mTable;
-    options->mSettings[set] = [&table, set](const std::string& inValue, Settings& ioSettings) {
-        const std::string assignment = requiredValue(*set, inValue, "--set \"Ch.1: Input Gain=40dB\"");
-        const std::size_t equals = assignment.find('=');
-        if (equals == std::string::npos)
-            throw UsageError("--set takes NAME=VALUE, not \"" + shownText(assignment) + "\"");
-        table.parseAssignment(std::string_view(assignment).substr(0, equals),
-                              std::string_view(assignment).substr(equals + 1), ioSettings);
-    };
-    options->mSettings[preset] = [&table, preset](const std::string& inValue, Settings& ioSettings) {
-        const Settings loaded = loadPreset(table, requiredValue(*preset, inValue, "--preset clean-vocal"));
-        ioSettings.insert(ioSettings.end(), loaded.begin(), loaded.end());
-    };
-    options->mSettings[bypass] = [&table](const std::string&, Settings& ioSettings) {
-        table.parseAssignment("enable-effect", "off", ioSettings);
-    };
-    addParameterOptions(ioCommand, ioContext, *options);
+    options->mSettings.emplace(ioCommand, ioContext);
 
     const char* other = "Other options";
     options->mSeed = addValue("--seed", "N",
@@ -347,14 +195,20 @@ CommandAction setupRenderCommand(CLI::App& ioCommand, CommandContext& ioContext)
                               "same output bit for bit; without it the hiss differs on every run\n"
                               "e.g. --seed 38",
                               other);
+    options->mMatchLoudness = ioCommand.add_flag("--match-loudness")
+                                  ->description("scale each output, after rendering and in floating point, to its\n"
+                                                "input's integrated loudness, for A/B listening at equal loudness;\n"
+                                                "the summary gives the gain and warns when a fixed-point output's\n"
+                                                "true peak goes over full scale\ne.g. --match-loudness")
+                                  ->group(other);
     options->mQuiet = ioCommand.add_flag("-q,--quiet")
                           ->description("no progress line and no summary (errors still go to standard error)\n"
                                         "e.g. -q")
                           ->group(other);
 
-    return [&ioCommand, &table, options]() -> int {
+    return [&ioCommand, &table = ioContext.mTable, options]() -> int {
         const RenderOptions& o = *options;
-        const Settings settings = collectSettings(ioCommand, o);
+        const Settings settings = o.mSettings->collect(ioCommand);
         if (o.mInputs.empty())
             throw UsageError("render needs an input file: q38 render IN -o OUT");
         if (o.mOutput->count() == 0)
@@ -367,6 +221,7 @@ CommandAction setupRenderCommand(CLI::App& ioCommand, CommandContext& ioContext)
         job.mSubtype = o.mSubtype->count() ? requiredValue(*o.mSubtype, o.mSubtype->as<std::string>(), "--subtype PCM_24")
                                            : "";
         job.mOverwrite = o.mForce->count() > 0;
+        job.mMatchLoudness = o.mMatchLoudness->count() > 0;
         if (o.mSeed->count())
             job.mSeed = parseWholeNumber(*o.mSeed, o.mSeed->as<std::string>(), 0, ~0ULL, "--seed 38");
         if (o.mSavePreset->count())

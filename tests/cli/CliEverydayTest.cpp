@@ -223,6 +223,8 @@ TEST(CliCompletion, BashOffersCommandsOptionsTextsAndPresets)
         {"q38 render --trim ", "|"},
         {"q38 render ta", "take.wav|"},
         {"q38 presets w", "warm-bass-di|"},
+        {"q38 an", "analyze|"},
+        {"q38 analyze --stereo-mode L", "L/R|"},
     };
     for (const Case& item : cases) {
         SCOPED_TRACE(item.mWords);
