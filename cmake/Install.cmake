@@ -3,6 +3,7 @@
 # Everything belongs to the component "q38".
 
 include(CMakePackageConfigHelpers)
+include(${CMAKE_CURRENT_LIST_DIR}/License.cmake)
 
 # Exactly two symbols leave the library, whatever the standard library's
 # headers would make visible.
@@ -35,3 +36,5 @@ install(FILES ${PROJECT_BINARY_DIR}/Q38Config.cmake ${PROJECT_BINARY_DIR}/Q38Con
 file(RELATIVE_PATH Q38_PC_PREFIX_FROM_PCDIR "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/q38.pc.in ${PROJECT_BINARY_DIR}/q38.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/q38.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT q38)
+
+install(FILES ${Q38_LICENSE_FILE} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT q38)

@@ -1,11 +1,14 @@
 // Writes the Turtle description of the LV2 bundle from the engine's own
-// parameter queries: names, units, ranges, defaults and display texts.
+// parameter queries: names, units, ranges, defaults and display texts; and
+// the factory presets of q38's table as LV2 presets.
 //
 // Usage: q38_lv2_turtle <bundle directory> <plugin binary file name>
 //                       <license URI> <minor version> <micro version>
-// Writes manifest.ttl and q38.ttl into the bundle directory.
+// Writes manifest.ttl, q38.ttl and presets.ttl into the bundle directory.
 
 #include "Q38Engine.h"
+#include "cli_FactoryPresets.h"
+#include "cli_Parameters.h"
 #include "lv2_PortTable.h"
 
 #include <charconv>
@@ -21,6 +24,7 @@ namespace {
 constexpr const char* kPrefixes =
     "@prefix doap:  <http://usefulinc.com/ns/doap#> .\n"
     "@prefix lv2:   <http://lv2plug.in/ns/lv2core#> .\n"
+    "@prefix pset:  <http://lv2plug.in/ns/ext/presets#> .\n"
     "@prefix rdf:   <http://www.w3.org/1999/02/22-rdf-syntax-ns#> .\n"
     "@prefix rdfs:  <http://www.w3.org/2000/01/rdf-schema#> .\n"
     "@prefix units: <http://lv2plug.in/ns/extensions/units#> .\n\n";
@@ -137,6 +141,54 @@ void writePlugin(std::ostream& ioOut, const PluginVariant& inVariant, const lv2:
     }
 }
 
+// A preset's URI: the plugin's kind and the preset's word.
+std::string presetUri(const PluginVariant& inVariant, const cli::FactoryPreset& inPreset)
+{
+    return std::string("urn:q38:preset:") + (inVariant.mNumChannels == 2 ? "stereo:" : "mono:") + inPreset.mWord;
+}
+
+bool offers(const PluginVariant& inVariant, const cli::FactoryPreset& inPreset)
+{
+    return inVariant.mNumChannels == 2 || !inPreset.mStereoOnly;
+}
+
+// The port values of a preset, each one that the plugin turns back into
+// exactly the engine value q38 sets, so both render the same samples.
+// Returns the reason when a value has no such port value.
+const char* presetPortValues(Q38Engine& inEngine, const lv2::ParameterPort (&inPorts)[kNumParameters],
+                             const cli::ParameterValues& inValues, float (&outPortValues)[kNumParameters])
+{
+    for (int id = 0; id < kNumParameters; ++id) {
+        const lv2::ParameterPort& port = inPorts[id];
+        const float value = inValues[static_cast<std::size_t>(id)];
+        float portValue = -1.0f;
+        if (port.mKind == lv2::PortKind::kContinuous)
+            portValue = inEngine.getPhysicalValue(id, value);
+        for (int s = 0; s < port.mNumStates; ++s)
+            if (port.mStateValues[s] == value)
+                portValue = static_cast<float>(s);
+        if (!(portValue >= port.mMinimum && portValue <= port.mMaximum) || lv2::portToNormalized(port, portValue) != value)
+            return "a preset value has no port value that the plugin maps back to it";
+        outPortValues[id] = portValue;
+    }
+    return nullptr;
+}
+
+void writePreset(std::ostream& ioOut, const PluginVariant& inVariant, const cli::FactoryPreset& inPreset,
+                 const float (&inPortValues)[kNumParameters])
+{
+    ioOut << "<" << presetUri(inVariant, inPreset) << ">\n"
+          << "    a pset:Preset ;\n"
+          << "    lv2:appliesTo <" << inVariant.mUri << "> ;\n"
+          << "    rdfs:label " << quoted(inPreset.mName) << " ;\n"
+          << "    rdfs:comment " << quoted(inPreset.mPurpose) << " ;\n"
+          << "    lv2:port ";
+    for (int id = 0; id < kNumParameters; ++id)
+        ioOut << (id ? " ,\n             " : "") << "[ lv2:symbol " << quoted(lv2::kParameterSymbols[id]) << " ; pset:value "
+<< number(inPortValues[id]) << " ]";
+    ioOut << " .\n\n";
+}
+
 bool writeFile(const std::string& inPath, const std::string& inText)
 {
     std::ofstream out(inPath, std::ios::binary | std::ios::trunc);
@@ -185,5 +237,30 @@ int main(int argc, char** argv)
                  << "    lv2:binary <" << binary << "> ;\n"
                  << "    rdfs:seeAlso <q38.ttl> .\n\n";
 
-    return writeFile(bundle + "/q38.ttl", plugins.str()) && writeFile(bundle + "/manifest.ttl", manifest.str()) ? 0 : 1;
+    // The presets' values come from q38's own parameter table.
+    const cli::ParameterTable table;
+    std::ostringstream presets;
+    presets << kPrefixes;
+    for (const cli::FactoryPreset& preset : cli::factoryPresets()) {
+        float portValues[kNumParameters];
+        const cli::ParameterValues values = table.apply(table.parsePreset(preset.mSettings, preset.mWord));
+        if (const char* failure = presetPortValues(*engine, ports, values, portValues)) {
+            std::cerr << "q38_lv2_turtle: preset " << preset.mWord << ": " << failure << "\n";
+            return 1;
+        }
+        for (const PluginVariant& variant : kVariants) {
+            if (!offers(variant, preset))
+                continue;
+            writePreset(presets, variant, preset, portValues);
+            manifest << "<" << presetUri(variant, preset) << ">\n"
+                     << "    a pset:Preset ;\n"
+                     << "    lv2:appliesTo <" << variant.mUri << "> ;\n"
+                     << "    rdfs:seeAlso <presets.ttl> .\n\n";
+        }
+    }
+
+    return writeFile(bundle + "/q38.ttl", plugins.str()) && writeFile(bundle + "/manifest.ttl", manifest.str()) &&
+                   writeFile(bundle + "/presets.ttl", presets.str())
+               ? 0
+               : 1;
 }

@@ -2,7 +2,9 @@
 
 #include "cli_Error.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +16,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <random>
+#include <string_view>
+#include <utility>
 
 namespace cli {
 
@@ -33,14 +39,22 @@ std::string systemError(int inError)
 
 // --- Temporary files are removed when the program is interrupted -------------
 
-constexpr int kTemporarySlots = 4;
+// A slot is claimed, then its path written, then it is marked ready: the
+// handler only reads ready slots, and two threads never share one.
+constexpr int kTemporarySlots = 64; // more at once are not removed on a signal, only later as stale
+enum SlotState : int
+{
+    kSlotFree,
+    kSlotClaimed,
+    kSlotReady,
+};
 char gTemporaryPaths[kTemporarySlots][PATH_MAX];
-std::atomic<bool> gTemporaryInUse[kTemporarySlots];
+std::atomic<int> gTemporarySlots[kTemporarySlots];
 
 extern "C" void removeTemporariesAndDie(int inSignal)
 {
     for (int slot = 0; slot < kTemporarySlots; ++slot)
-        if (gTemporaryInUse[slot].load())
+        if (gTemporarySlots[slot].load(std::memory_order_acquire) == kSlotReady)
             ::unlink(gTemporaryPaths[slot]);
     std::signal(inSignal, SIG_DFL);
     std::raise(inSignal);
@@ -55,11 +69,12 @@ int registerTemporary(const fs::path& inPath)
     }();
     (void)installed;
     const std::string text = inPath.string();
-    for (int slot = 0; slot < kTemporarySlots; ++slot) {
-        if (gTemporaryInUse[slot].load() || text.size() >= PATH_MAX)
+    for (int slot = 0; slot < kTemporarySlots && text.size() < PATH_MAX; ++slot) {
+        int state = kSlotFree;
+        if (!gTemporarySlots[slot].compare_exchange_strong(state, kSlotClaimed, std::memory_order_acquire))
             continue;
         std::memcpy(gTemporaryPaths[slot], text.c_str(), text.size() + 1);
-        gTemporaryInUse[slot].store(true);
+        gTemporarySlots[slot].store(kSlotReady, std::memory_order_release);
         return slot;
     }
     return -1;
@@ -68,7 +83,111 @@ int registerTemporary(const fs::path& inPath)
 void releaseTemporary(int inSlot)
 {
     if (inSlot >= 0)
-        gTemporaryInUse[inSlot].store(false);
+        gTemporarySlots[inSlot].store(kSlotFree, std::memory_order_release);
+}
+
+// --- Temporary files ------------------------------------------------------------------
+//
+// Where the file system allows, a file is written unnamed (O_TMPFILE) and
+// linked under its name at the end, so that a killed render leaves nothing.
+// Elsewhere it is written as ".NAME.q38-XXXXXX" beside the destination. Each
+// temporary file is locked (flock) while its writer lives: a file of that
+// pattern that nobody holds is left from a killed render and is removed.
+
+constexpr std::string_view kTemporaryInfix = ".q38-";
+constexpr std::size_t kTemporarySuffixLength = 6; // as mkostemp's XXXXXX
+
+bool testHookSet(const char* inVariable);
+
+fs::path folderOf(const fs::path& inPath)
+{
+    return inPath.has_parent_path() ? inPath.parent_path() : fs::path(".");
+}
+
+bool isTemporaryName(std::string_view inName)
+{
+    const std::size_t infix = inName.rfind(kTemporaryInfix);
+    return inName.starts_with('.') && infix != std::string_view::npos && infix > 1 &&
+           inName.size() == infix + kTemporaryInfix.size() + kTemporarySuffixLength &&
+           std::all_of(inName.begin() + long(infix + kTemporaryInfix.size()), inName.end(),
+                       [](char c) { return std::isalnum(static_cast<unsigned char>(c)); });
+}
+
+void removeStaleTemporaries(const fs::path& inFolder)
+{
+    DIR* folder = ::opendir(inFolder.c_str());
+    if (!folder)
+        return;
+    while (const dirent* entry = ::readdir(folder)) {
+        if (!isTemporaryName(entry->d_name))
+            continue;
+        const int descriptor = ::openat(::dirfd(folder), entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        if (descriptor < 0)
+            continue;
+        struct stat status = {};
+        if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && ::flock(descriptor, LOCK_EX | LOCK_NB) == 0)
+            ::unlinkat(::dirfd(folder), entry->d_name, 0);
+        ::close(descriptor);
+    }
+    ::closedir(folder);
+}
+
+// Unnamed files are linked through /proc, which needs no privilege.
+bool unnamedFilesAllowed()
+{
+    return !testHookSet("Q38_TEST_NO_TMPFILE") && ::access("/proc/self/fd", X_OK) == 0;
+}
+
+int linkUnnamed(int inDescriptor, const fs::path& inName)
+{
+    const std::string source = "/proc/self/fd/" + std::to_string(inDescriptor);
+    return ::linkat(AT_FDCWD, source.c_str(), AT_FDCWD, inName.c_str(), AT_SYMLINK_FOLLOW);
+}
+
+// Links an unnamed file under a fresh temporary name beside inDestination.
+int nameUnnamed(int inDescriptor, const fs::path& inDestination, fs::path& outName)
+{
+    static constexpr char kLetters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+    std::random_device random;
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        std::string name = ".";
+        name += inDestination.filename().string();
+        name += kTemporaryInfix;
+        for (std::size_t index = 0; index < kTemporarySuffixLength; ++index)
+            name += kLetters[random() % (sizeof kLetters - 1)];
+        if (linkUnnamed(inDescriptor, folderOf(inDestination) / name) == 0) {
+            outName = folderOf(inDestination) / name;
+            return 0;
+        }
+        if (errno != EEXIST)
+            return -1;
+    }
+    return -1;
+}
+
+// A new file in inFolder, locked for as long as it is open; outName is left
+// empty for an unnamed file. Returns -1 with errno set on failure.
+int createTemporary(const fs::path& inFolder, const std::string& inName, fs::path& outName)
+{
+    outName.clear();
+    int descriptor = -1;
+    if (unnamedFilesAllowed()) {
+        descriptor = ::open(inFolder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+        if (descriptor < 0 && errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)
+            return -1; // the folder itself is the trouble
+    }
+    if (descriptor < 0) {
+        std::string pattern = (inFolder / ("." + inName + std::string(kTemporaryInfix) + "XXXXXX")).string();
+        descriptor = ::mkostemp(pattern.data(), O_CLOEXEC);
+        if (descriptor < 0)
+            return -1;
+        outName = pattern;
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        ::fchmod(descriptor, 0666 & ~mask);
+    }
+    ::flock(descriptor, LOCK_EX);
+    return descriptor;
 }
 
 // --- Test hook ------------------------------------------------------------------
@@ -76,6 +195,14 @@ void releaseTemporary(int inSlot)
 // Q38_TEST_WRITE_LIMIT=N lets the whole process write N bytes of files and
 // then fails every write as a full disk would (ENOSPC). It exists so tests can
 // reach the full-disk path without mounting a small file system.
+// Q38_TEST_NO_TMPFILE=1 makes temporary files named, as on a file system
+// without unnamed files.
+bool testHookSet(const char* inVariable)
+{
+    const char* value = std::getenv(inVariable);
+    return value && *value && std::string_view(value) != "0";
+}
+
 long long& writeBudget()
 {
     static long long budget = [] {
@@ -136,6 +263,18 @@ std::string lower(std::string inText)
     return inText;
 }
 
+// libsndfile keeps the reason of a failed open in one place for the whole
+// process: renders on several threads open their files one at a time.
+template <typename Open> SNDFILE* openSoundFile(Open&& inOpen, std::string& outReason)
+{
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    SNDFILE* file = inOpen();
+    if (!file)
+        outReason = sf_strerror(nullptr);
+    return file;
+}
+
 // --- libsndfile on a temporary file ------------------------------------------------
 
 TemporaryFile& sinkOf(void* inUserData)
@@ -186,9 +325,9 @@ InputFile::InputFile(const fs::path& inPath) : mPath(inPath)
         throw Error("cannot read " + quoted(inPath) + ": " + systemError(error));
     }
     mIdentity = {status.st_dev, status.st_ino};
-    mFile = sf_open_fd(mDescriptor, SFM_READ, &mInfo, SF_FALSE);
+    std::string reason;
+    mFile = openSoundFile([&] { return sf_open_fd(mDescriptor, SFM_READ, &mInfo, SF_FALSE); }, reason);
     if (!mFile) {
-        const std::string reason = sf_strerror(nullptr);
         ::close(mDescriptor);
         throw Error(quoted(inPath) + " is not a sound file q38 can read (" + reason + ")");
     }
@@ -264,6 +403,43 @@ OutputFormat chooseOutputFormat(const fs::path& inPath, const std::string& inSub
     return {info.format, subtype->mClips, std::string(container->mName) + ", " + subtype->mDescription};
 }
 
+std::vector<std::string> outputExtensions()
+{
+    std::vector<std::string> extensions;
+    for (const ContainerEntry& entry : kContainers)
+        extensions.push_back(entry.mExtension);
+    return extensions;
+}
+
+std::vector<std::string> subtypeNames()
+{
+    std::vector<std::string> names;
+    for (const SubtypeEntry& entry : kSubtypes)
+        names.push_back(entry.mName);
+    return names;
+}
+
+bool isSoundFileName(const fs::path& inPath)
+{
+    static const std::vector<std::string> extensions = [] {
+        // What libsndfile reads (header-less raw needs to be told its format),
+        // the names our writer adds, and MPEG's usual one.
+        std::vector<std::string> known = outputExtensions();
+        known.push_back("mp3");
+        int count = 0;
+        sf_command(nullptr, SFC_GET_FORMAT_MAJOR_COUNT, &count, sizeof count);
+        for (int index = 0; index < count; ++index) {
+            SF_FORMAT_INFO info{index, nullptr, nullptr};
+            sf_command(nullptr, SFC_GET_FORMAT_MAJOR, &info, sizeof info);
+            if (info.extension && std::string_view(info.extension) != "raw")
+                known.push_back(info.extension);
+        }
+        return known;
+    }();
+    const std::string extension = lower(inPath.extension().string());
+    return extension.size() > 1 && std::find(extensions.begin(), extensions.end(), extension.substr(1)) != extensions.end();
+}
+
 void checkOutputPath(const fs::path& inPath, const FileIdentity* inInput, bool inOverwrite)
 {
     struct stat status = {};
@@ -281,27 +457,21 @@ TemporaryFile::TemporaryFile(const fs::path& inDestination, const FileIdentity* 
     : mDestination(inDestination), mInput(inInput), mOverwrite(inOverwrite)
 {
     checkOutputPath(inDestination, inInput, inOverwrite);
-    const fs::path folder = inDestination.has_parent_path() ? inDestination.parent_path() : fs::path(".");
-    std::string name = ".";
-    name += inDestination.filename().string();
-    name += ".q38-XXXXXX";
-    std::string pattern = (folder / name).string();
-    mDescriptor = ::mkostemp(pattern.data(), O_CLOEXEC);
+    const fs::path folder = folderOf(inDestination);
+    removeStaleTemporaries(folder);
+    mDescriptor = createTemporary(folder, inDestination.filename().string(), mTemporary);
     if (mDescriptor < 0)
         throw Error("cannot create a file in " + quoted(folder) + ": " + systemError(errno));
-    mTemporary = pattern;
-    mSlot = registerTemporary(mTemporary);
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    ::fchmod(mDescriptor, 0666 & ~mask);
+    if (!mTemporary.empty())
+        mSlot = registerTemporary(mTemporary);
 }
 
 TemporaryFile::~TemporaryFile()
 {
-    if (mDescriptor >= 0) {
+    if (mDescriptor >= 0)
         ::close(mDescriptor);
+    if (!mCommitted && !mTemporary.empty())
         ::unlink(mTemporary.c_str());
-    }
     releaseTemporary(mSlot);
 }
 
@@ -343,39 +513,54 @@ void TemporaryFile::commit()
 {
     if (::fsync(mDescriptor) != 0)
         fail(systemError(errno));
-    const int descriptor = mDescriptor;
-    mDescriptor = -1;
-    if (::close(descriptor) != 0) {
-        const int error = errno;
-        ::unlink(mTemporary.c_str());
-        fail(systemError(error));
-    }
+    // A named file is closed first, so that a late write error shows; an
+    // unnamed one needs its descriptor to be linked.
+    if (!mTemporary.empty() && ::close(std::exchange(mDescriptor, -1)) != 0)
+        fail(systemError(errno));
     // The destination may have changed while the render ran.
+    checkOutputPath(mDestination, mInput, mOverwrite);
     int result = -1;
-    try {
-        checkOutputPath(mDestination, mInput, mOverwrite);
-        if (mOverwrite) {
+    if (mTemporary.empty() && !mOverwrite) {
+        result = linkUnnamed(mDescriptor, mDestination); // refuses an existing name by itself
+    } else if (mTemporary.empty()) {
+        // To replace a file, the unnamed one takes a temporary name first.
+        result = nameUnnamed(mDescriptor, mDestination, mTemporary);
+        if (result == 0)
             result = ::rename(mTemporary.c_str(), mDestination.c_str());
-        } else {
-            result = ::renameat2(AT_FDCWD, mTemporary.c_str(), AT_FDCWD, mDestination.c_str(), RENAME_NOREPLACE);
-            if (result != 0 && (errno == EINVAL || errno == ENOSYS)) {
-                // Without a no-replace rename a hard link refuses an existing name too.
-                result = ::link(mTemporary.c_str(), mDestination.c_str());
-                if (result == 0)
-                    ::unlink(mTemporary.c_str());
-            }
+    } else if (mOverwrite) {
+        result = ::rename(mTemporary.c_str(), mDestination.c_str());
+    } else {
+        result = ::renameat2(AT_FDCWD, mTemporary.c_str(), AT_FDCWD, mDestination.c_str(), RENAME_NOREPLACE);
+        if (result != 0 && (errno == EINVAL || errno == ENOSYS)) {
+            // Without a no-replace rename a hard link refuses an existing name too.
+            result = ::link(mTemporary.c_str(), mDestination.c_str());
+            if (result == 0)
+                ::unlink(mTemporary.c_str());
         }
-    } catch (...) {
-        ::unlink(mTemporary.c_str());
-        throw;
     }
     if (result != 0) {
-        const int error = errno;
-        ::unlink(mTemporary.c_str());
-        if (error == EEXIST)
+        if (errno == EEXIST)
             throw UsageError(quoted(mDestination) + " exists; use --force to replace it");
-        fail(systemError(error));
+        fail(systemError(errno));
     }
+    mCommitted = true;
+}
+
+void checkWritableFolder(const fs::path& inFolder)
+{
+    struct stat status = {};
+    if (::stat(inFolder.c_str(), &status) != 0)
+        throw Error(errno == ENOENT ? "the output folder " + quoted(inFolder) + " does not exist"
+                                    : "cannot write into " + quoted(inFolder) + ": " + systemError(errno));
+    if (!S_ISDIR(status.st_mode))
+        throw Error(quoted(inFolder) + " is not a folder");
+    fs::path name;
+    const int descriptor = createTemporary(inFolder, "probe", name);
+    if (descriptor < 0)
+        throw Error("cannot write into " + quoted(inFolder) + ": " + systemError(errno));
+    ::close(descriptor);
+    if (!name.empty())
+        ::unlink(name.c_str());
 }
 
 OutputFile::OutputFile(const fs::path& inPath, const OutputFormat& inFormat, int inChannels, int inSampleRate,
@@ -387,9 +572,10 @@ OutputFile::OutputFile(const fs::path& inPath, const OutputFormat& inFormat, int
     info.format = inFormat.mFormat;
     info.channels = inChannels;
     info.samplerate = inSampleRate;
-    mFile = sf_open_virtual(&io, SFM_WRITE, &info, &mTemporary);
+    std::string reason;
+    mFile = openSoundFile([&] { return sf_open_virtual(&io, SFM_WRITE, &info, &mTemporary); }, reason);
     if (!mFile)
-        mTemporary.fail(mTemporary.lastError() ? systemError(mTemporary.lastError()) : sf_strerror(nullptr));
+        mTemporary.fail(mTemporary.lastError() ? systemError(mTemporary.lastError()) : reason);
     // No time stamp in the file, so equal renders give equal files.
     sf_command(mFile, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     if (inFormat.mClips)

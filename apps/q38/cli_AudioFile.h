@@ -10,6 +10,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace cli {
 
@@ -63,13 +64,26 @@ struct OutputFormat
 OutputFormat chooseOutputFormat(const std::filesystem::path& inPath, const std::string& inSubtype, int inChannels,
                                 int inSampleRate);
 
+// The extensions an output may have, and the sample formats --subtype takes.
+std::vector<std::string> outputExtensions();
+std::vector<std::string> subtypeNames();
+
+// Whether a file's extension is one of a sound file libsndfile reads.
+bool isSoundFileName(const std::filesystem::path& inPath);
+
 // Refuses, before any work, to write over the input or, without
 // inOverwrite, over an existing file.
 void checkOutputPath(const std::filesystem::path& inPath, const FileIdentity* inInput, bool inOverwrite);
 
-// A file being written under a temporary name in its destination's folder.
-// It takes the destination's name at commit; until then, or on any failure,
-// nothing but the temporary file exists, and the destructor removes it.
+// Refuses, before any work, an output folder that does not exist or where
+// no file can be made.
+void checkWritableFolder(const std::filesystem::path& inFolder);
+
+// A file being written in its destination's folder, unnamed where the file
+// system allows, else under a hidden temporary name. It takes the
+// destination's name at commit; until then, or on any failure, nothing but
+// the temporary file exists, and the destructor removes it. Temporary files
+// left in the folder by a killed render are removed on the way.
 class TemporaryFile
 {
 public:
@@ -89,12 +103,13 @@ public:
 
 private:
     std::filesystem::path mDestination;
-    std::filesystem::path mTemporary;
+    std::filesystem::path mTemporary; // empty while the file has no name
     const FileIdentity* mInput;
     bool mOverwrite;
     int mDescriptor = -1;
     int mError = 0;
     int mSlot = -1;
+    bool mCommitted = false;
 };
 
 class OutputFile

@@ -2,6 +2,7 @@
 
 #include "cli_AudioFile.h"
 #include "cli_Error.h"
+#include "cli_Progress.h"
 #include "cli_Render.h"
 
 #include <algorithm>
@@ -182,7 +183,8 @@ std::vector<float> synthesizeDemoProgramme()
 
 } // namespace
 
-void runDemo(const fs::path& inFolder, bool inQuiet, const ParameterTable& inTable, std::ostream& outReport)
+void runDemo(const fs::path& inFolder, bool inQuiet, const ParameterTable& inTable, std::ostream& outReport,
+             bool inMatchLoudness)
 {
     std::error_code error;
     fs::create_directories(inFolder, error);
@@ -202,8 +204,9 @@ void runDemo(const fs::path& inFolder, bool inQuiet, const ParameterTable& inTab
                   double(programme.size() / 2) / kDemoSampleRate, kDemoSampleRate, programmePath.string().c_str());
     outReport << line << "  left: a voice-like signal, right: a plucked string, then a sine sweep on both;\n"
               << "  rendered at these input gains (both channels), hiss seed " << kDemoSeed << ":\n\n";
-    std::snprintf(line, sizeof line, "  %-26s %10s %8s %8s %8s %8s %8s %8s\n", "file", "input gain", "peak in",
-                  "peak out", "RMS in", "RMS out", "meter 1", "meter 2");
+    std::snprintf(line, sizeof line, "  %-22s %10s %8s %8s %8s %8s %8s %8s %8s %8s %8s %8s%s\n", "file", "input gain",
+                  "peak in", "peak out", "RMS in", "RMS out", "LUFS in", "LUFS out", "dBTP in", "dBTP out", "meter 1",
+                  "meter 2", inMatchLoudness ? "  matched by" : "");
     outReport << line;
 
     for (const char* gain : kDemoGains) {
@@ -215,19 +218,32 @@ void runDemo(const fs::path& inFolder, bool inQuiet, const ParameterTable& inTab
         job.mInput = programmePath;
         job.mOutput = inFolder / name;
         job.mOverwrite = true;
-        job.mShowProgress = !inQuiet;
+        ProgressBar progress(!inQuiet);
+        job.mOnProgress = [&](sf_count_t inDone, sf_count_t inTotal) {
+            progress.update(double(inDone) / double(inTotal), name);
+        };
         job.mSeed = kDemoSeed;
+        job.mMatchLoudness = inMatchLoudness;
         job.mValues = inTable.apply(settings);
         const RenderResult result = render(job);
-        std::snprintf(line, sizeof line, "  %-26s %10s %8s %8s %8s %8s %8.3f %8.3f\n", name,
+        const LoudnessReport& loudness = result.mLoudness;
+        char matched[32] = "";
+        if (inMatchLoudness)
+            std::snprintf(matched, sizeof matched, "  %+8.2f dB", loudness.mGainDb);
+        std::snprintf(line, sizeof line, "  %-22s %10s %8s %8s %8s %8s %8s %8s %8s %8s %8.3f %8.3f%s\n", name,
                       inTable.formatValue(settings.front().mId, settings.front().mValue).c_str(),
                       formatDecibels(result.mInputLevels.peakDb()).c_str(),
                       formatDecibels(result.mOutputLevels.peakDb()).c_str(),
                       formatDecibels(result.mInputLevels.rmsDb()).c_str(),
-                      formatDecibels(result.mOutputLevels.rmsDb()).c_str(), result.mMeterPeak[0], result.mMeterPeak[1]);
+                      formatDecibels(result.mOutputLevels.rmsDb()).c_str(), formatDecibels(loudness.mInputLufs).c_str(),
+                      formatDecibels(loudness.mOutputLufs).c_str(), formatDecibels(loudness.mInputTruePeakDb).c_str(),
+                      formatDecibels(loudness.mOutputTruePeakDb).c_str(), result.mMeterPeak[0], result.mMeterPeak[1],
+                      matched);
         outReport << line << std::flush;
     }
-    outReport << "\n  Levels in dBFS. Meters: the highest reading of each channel's meter (0 to 1).\n"
+    outReport << "\n  Levels in dBFS; integrated loudness in LUFS and true peak in dBTP (EBU R 128).\n"
+              << (inMatchLoudness ? "  Each output was scaled to the programme's integrated loudness.\n" : "")
+              << "  Meters: the highest reading of each channel's meter (0 to 1).\n"
               << "  The files are 32-bit float WAV in " << inFolder.string() << ".\n";
 }
 

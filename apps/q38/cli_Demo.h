@@ -10,7 +10,8 @@
 
 namespace cli {
 
+// With inMatchLoudness each rendered file is scaled to the programme's loudness.
 void runDemo(const std::filesystem::path& inFolder, bool inQuiet, const ParameterTable& inTable,
-             std::ostream& outReport);
+             std::ostream& outReport, bool inMatchLoudness = false);
 
 } // namespace cli

@@ -18,6 +18,8 @@ namespace cli {
 namespace {
 
 constexpr int kTextCapacity = 256;
+constexpr std::size_t kMaxPresetBytes = 64 * 1024; // a full preset is under 1 KiB
+constexpr std::size_t kMaxPresetLine = 1024;
 
 // Short option words offered on top of the ones derived from the names.
 // Each stands for a derived word and keeps its channel digit.
@@ -249,7 +251,7 @@ float ParameterTable::physicalToNormalized(const ParameterInfo& inInfo, double i
 float ParameterTable::parseValue(int inId, std::string_view inValue, bool inNormalizedNumbers) const
 {
     const ParameterInfo& info = parameter(inId);
-    const std::string shown(trim(inValue));
+    const std::string shown = shownText(trim(inValue));
     const auto normalized = [&](double inNumber) {
         if (!(inNumber >= 0.0 && inNumber <= 1.0))
             throw UsageError(info.mName + ": normalized value " + shown + " is out of range (0 to 1)");
@@ -267,9 +269,12 @@ float ParameterTable::parseValue(int inId, std::string_view inValue, bool inNorm
             return normalized(*value);
         const double lowest = std::min(info.mLowest, info.mHighest);
         const double highest = std::max(info.mLowest, info.mHighest);
-        if (!(*value >= lowest && *value <= highest))
-            throw UsageError(info.mName + ": " + formatNumber(static_cast<float>(*value)) + " " + info.mUnit +
-                             " is out of range (" + rangeText(inId) + ")");
+        if (!(*value >= lowest && *value <= highest)) {
+            char number[32];
+            const auto end = std::to_chars(number, number + sizeof number, *value).ptr;
+            throw UsageError(info.mName + ": " + std::string(number, end) + " " + info.mUnit + " is out of range (" +
+                             rangeText(inId) + ")");
+        }
         return physicalToNormalized(info, *value);
     }
 
@@ -283,7 +288,10 @@ float ParameterTable::parseValue(int inId, std::string_view inValue, bool inNorm
         if (folded == "off" || folded == "no" || folded == "false")
             return info.mTextValues[0];
     }
-    if (const std::optional<double> value = parseNumber(inValue))
+    // A number is a normalized value; beyond 0..1 it is more likely meant as
+    // a text ("80" for "80 Hz"), so the texts are what the message lists.
+    if (const std::optional<double> value = parseNumber(inValue);
+        value && (inNormalizedNumbers || info.mTexts.empty() || (*value >= 0.0 && *value <= 1.0)))
         return normalized(*value);
     if (info.mTexts.empty())
         throw UsageError(info.mName + ": \"" + shown + "\" is not a normalized value (0 to 1)");
@@ -297,7 +305,7 @@ void ParameterTable::parseAssignment(std::string_view inName, std::string_view i
     bool byId = false;
     if (const std::optional<double> number = parseNumber(name)) {
         if (*number != std::floor(*number) || *number < 0 || *number >= double(kNumParameters))
-            throw UsageError("unknown parameter id " + std::string(name) + " (ids are 0 to " +
+            throw UsageError("unknown parameter id " + shownText(name) + " (ids are 0 to " +
                              std::to_string(kNumParameters - 1) + ")");
         ids = {static_cast<int>(*number)};
         byId = true;
@@ -312,7 +320,7 @@ void ParameterTable::parseAssignment(std::string_view inName, std::string_view i
             ids = alias->mIds;
     }
     if (ids.empty())
-        throw UsageError("unknown parameter \"" + std::string(name) + "\" (q38 params lists them)");
+        throw UsageError("unknown parameter \"" + shownText(name) + "\" (q38 params lists them)");
     for (int id : ids)
         ioSettings.push_back({id, parseValue(id, inValue, byId)});
 }
@@ -364,28 +372,51 @@ ParameterValues ParameterTable::apply(const Settings& inSettings) const
 
 Settings ParameterTable::loadPreset(const std::filesystem::path& inPath) const
 {
-    std::ifstream file(inPath);
-    if (!file)
-        throw UsageError("cannot read preset '" + inPath.string() + "': " + std::strerror(errno));
+    // Read one byte beyond the cap, so that an endless file (/dev/zero) stops there.
+    std::ifstream file(inPath, std::ios::binary);
+    std::string text(kMaxPresetBytes + 1, '\0');
+    if (file)
+        file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (!file && !file.eof())
+        throw UsageError("cannot read preset '" + inPath.string() + "': " + std::strerror(errno ? errno : EIO));
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    if (text.size() > kMaxPresetBytes)
+        throw UsageError("preset '" + inPath.string() + "' is larger than " + std::to_string(kMaxPresetBytes / 1024) +
+                         " KiB; a preset is a short text of NAME = VALUE lines");
+    return parsePreset(text, inPath.string());
+}
+
+Settings ParameterTable::parsePreset(std::string_view inText, const std::string& inOrigin) const
+{
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (inText.starts_with(kByteOrderMark))
+        inText.remove_prefix(kByteOrderMark.size());
+    if (std::any_of(inText.begin(), inText.end(), [](char inChar) {
+            const auto byte = static_cast<unsigned char>(inChar);
+            return (byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r') || byte == 0x7f;
+        }))
+        throw UsageError("'" + inOrigin + "' is not a preset: it holds binary data, not NAME = VALUE lines");
     Settings settings;
-    std::string line;
-    for (int lineNumber = 1; std::getline(file, line); ++lineNumber) {
-        std::string_view content = line;
+    int lineNumber = 0;
+    while (!inText.empty()) {
+        const std::size_t end = std::min(inText.find('\n'), inText.size());
+        std::string_view content = inText.substr(0, end);
+        inText.remove_prefix(std::min(end + 1, inText.size()));
+        const std::string where = inOrigin + ":" + std::to_string(++lineNumber) + ": ";
+        if (content.size() > kMaxPresetLine)
+            throw UsageError(where + "line longer than " + std::to_string(kMaxPresetLine) + " characters");
         content = trim(content.substr(0, content.find('#')));
         if (content.empty())
             continue;
         const std::size_t equals = content.find('=');
-        const std::string where = inPath.string() + ":" + std::to_string(lineNumber) + ": ";
         if (equals == std::string_view::npos)
-            throw UsageError(where + "expected NAME = VALUE, found \"" + std::string(content) + "\"");
+            throw UsageError(where + "expected NAME = VALUE, found \"" + shownText(content) + "\"");
         try {
             parseAssignment(content.substr(0, equals), content.substr(equals + 1), settings);
         } catch (const UsageError& error) {
             throw UsageError(where + error.what());
         }
     }
-    if (file.bad())
-        throw UsageError("cannot read preset '" + inPath.string() + "': " + std::strerror(errno));
     return settings;
 }
 

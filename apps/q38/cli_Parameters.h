@@ -88,8 +88,12 @@ public:
     ParameterValues defaults() const;
     ParameterValues apply(const Settings& inSettings) const;
 
-    // Settings from a preset file: one NAME = VALUE a line, # starts a comment.
+    // Settings from a preset: one NAME = VALUE a line, # starts a comment; a
+    // UTF-8 byte-order mark is skipped. A file is refused beyond 64 KiB, a
+    // line beyond 1024 characters and text with control characters in it.
+    // inOrigin names the preset in messages.
     Settings loadPreset(const std::filesystem::path& inPath) const;
+    Settings parsePreset(std::string_view inText, const std::string& inOrigin) const;
     // A preset holding every value, each written so that it loads back to the
     // same normalized value.
     std::string formatPreset(const ParameterValues& inValues, const std::string& inHeader) const;

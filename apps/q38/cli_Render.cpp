@@ -4,8 +4,6 @@
 #include "cli_AudioFile.h"
 #include "cli_Error.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -27,75 +25,20 @@ double toDecibels(double inPower, double inFactor)
     return inPower > 0.0 ? inFactor * std::log10(inPower) : -INFINITY;
 }
 
-// Shown on standard error once a render has taken a second, and only on a
-// terminal; redrawn a few times a second.
-class ProgressBar
-{
-public:
-    ProgressBar(bool inEnabled, sf_count_t inTotalFrames, int inSampleRate)
-        : mEnabled(inEnabled && inTotalFrames > 0 && ::isatty(STDERR_FILENO)), mTotal(inTotalFrames),
-          mSampleRate(inSampleRate), mStart(Clock::now()), mLastDraw(mStart)
-    {
-    }
-    ~ProgressBar() { finish(); }
-
-    void update(sf_count_t inDone)
-    {
-        if (!mEnabled)
-            return;
-        const Clock::time_point now = Clock::now();
-        if (now - mStart < std::chrono::seconds(1) || (mDrawn && now - mLastDraw < std::chrono::milliseconds(100)))
-            return;
-        mLastDraw = now;
-        mDrawn = true;
-        const double fraction = std::clamp(double(inDone) / double(mTotal), 0.0, 1.0);
-        const double elapsed = std::chrono::duration<double>(now - mStart).count();
-        const double remaining = fraction > 0.0 ? elapsed * (1.0 - fraction) / fraction : 0.0;
-        constexpr int kWidth = 30;
-        const int filled = static_cast<int>(fraction * kWidth);
-        std::fprintf(stderr, "\r[%.*s%*s] %3d%%  %.1f of %.1f s  about %.0f s left\033[K", filled,
-                     "##############################", kWidth - filled, "", static_cast<int>(fraction * 100.0),
-                     double(inDone) / mSampleRate, double(mTotal) / mSampleRate, std::ceil(remaining));
-        std::fflush(stderr);
-    }
-
-    void finish()
-    {
-        if (mDrawn) {
-            std::fputs("\r\033[K", stderr);
-            std::fflush(stderr);
-            mDrawn = false;
-        }
-    }
-
-private:
-    bool mEnabled;
-    sf_count_t mTotal;
-    int mSampleRate;
-    Clock::time_point mStart;
-    Clock::time_point mLastDraw;
-    bool mDrawn = false;
-};
-
 } // namespace
 
 void Levels::add(const float* inSamples, std::size_t inCount)
 {
     for (std::size_t index = 0; index < inCount; ++index) {
-        const double sample = inSamples[index];
+        double sample = inSamples[index];
+        if (!std::isfinite(sample)) {
+            ++mNonFinite;
+            sample = 0.0;
+        }
         mPeak = std::max(mPeak, std::fabs(sample));
         mSumOfSquares += sample * sample;
     }
     mCount += static_cast<long long>(inCount);
-}
-
-std::string formatDecibels(double inDecibels)
-{
-    if (std::isinf(inDecibels))
-        return "-inf";
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f", inDecibels);
-    return text;
 }
 
 double Levels::peakDb() const
@@ -136,7 +79,6 @@ RenderResult render(const RenderJob& inJob)
     result.mOutputFormat = format.mDescription;
 
     OutputFile output(inJob.mOutput, format, channels, input.sampleRate(), &inputIdentity, inJob.mOverwrite);
-    ProgressBar progress(inJob.mShowProgress, input.frames(), input.sampleRate());
     std::vector<float> chunkIn(static_cast<std::size_t>(kChunkFrames * channels));
     std::vector<float> chunkOut(chunkIn.size());
     float blockIn[kQ38MaxNumChannels][kQ38MaxBufferSize];
@@ -144,8 +86,26 @@ RenderResult render(const RenderJob& inJob)
     const float* inputs[kQ38MaxNumChannels] = {blockIn[0], blockIn[1]};
     float* outputs[kQ38MaxNumChannels] = {blockOut[0], blockOut[1]};
 
+    // What goes into the file, measured as written: with --match-loudness
+    // that is the scaled output, after the whole input has been read.
+    const FrameSink writeOutput = [&](const float* inInterleaved, long long inFrames) {
+        const std::size_t samples = static_cast<std::size_t>(inFrames * channels);
+        result.mOutputLevels.add(inInterleaved, samples);
+        if (format.mClips)
+            result.mClippedSamples += std::count_if(inInterleaved, inInterleaved + samples,
+                                                    [](float inSample) { return std::fabs(inSample) > 1.0f; });
+        output.write(inInterleaved, inFrames);
+    };
+    LoudnessStage loudness(channels, input.sampleRate(), inJob.mMatchLoudness, format.mClips);
+
     const Clock::time_point start = Clock::now();
     while (const sf_count_t frames = input.read(chunkIn.data(), kChunkFrames)) {
+        // A non-finite sample (a damaged file) is counted, then goes in, and
+        // is metered for loudness, as silence.
+        const auto chunkEnd = chunkIn.begin() + static_cast<long>(frames * channels);
+        result.mInputLevels.add(chunkIn.data(), static_cast<std::size_t>(frames * channels));
+        std::replace_if(chunkIn.begin(), chunkEnd, [](float inSample) { return !std::isfinite(inSample); }, 0.0f);
+        loudness.addInput(chunkIn.data(), frames);
         for (sf_count_t position = 0; position < frames; position += kQ38MaxBufferSize) {
             const int count = static_cast<int>(std::min<sf_count_t>(kQ38MaxBufferSize, frames - position));
             const float* source = chunkIn.data() + position * channels;
@@ -160,17 +120,12 @@ RenderResult render(const RenderJob& inJob)
             for (int meter = 0; meter < kNumMeters; ++meter)
                 result.mMeterPeak[meter] = std::max(result.mMeterPeak[meter], engine->getMeterValue(meter));
         }
-        const std::size_t samples = static_cast<std::size_t>(frames * channels);
-        result.mInputLevels.add(chunkIn.data(), samples);
-        result.mOutputLevels.add(chunkOut.data(), samples);
-        if (format.mClips)
-            result.mClippedSamples += std::count_if(chunkOut.begin(), chunkOut.begin() + static_cast<long>(samples),
-                                                    [](float inSample) { return std::fabs(inSample) > 1.0f; });
-        output.write(chunkOut.data(), frames);
+        loudness.addOutput(chunkOut.data(), frames, writeOutput);
         result.mFrames += frames;
-        progress.update(result.mFrames);
+        if (inJob.mOnProgress)
+            inJob.mOnProgress(result.mFrames, input.frames());
     }
-    progress.finish();
+    result.mLoudness = loudness.finish(writeOutput);
     output.commit();
     result.mWorkSeconds = std::chrono::duration<double>(Clock::now() - start).count();
     if (inJob.mPresetPath)
@@ -199,9 +154,18 @@ std::string describeRender(const RenderJob& inJob, const RenderResult& inResult)
          << formatDecibels(inResult.mOutputLevels.peakDb()) << " dBFS out; RMS "
          << formatDecibels(inResult.mInputLevels.rmsDb()) << " dBFS in, "
          << formatDecibels(inResult.mOutputLevels.rmsDb()) << " dBFS out\n";
-    std::snprintf(line, sizeof line, "  highest meter reading: ch1 %.3f, ch2 %.3f\n", inResult.mMeterPeak[0],
-                  inResult.mMeterPeak[1]);
+    text << describeLoudness(inResult.mLoudness);
+    std::snprintf(line, sizeof line, "  highest meter reading (0 to 1): ch1 %.3f", inResult.mMeterPeak[0]);
     text << line;
+    if (inResult.mChannels > 1) {
+        std::snprintf(line, sizeof line, ", ch2 %.3f", inResult.mMeterPeak[1]);
+        text << line;
+    }
+    text << "\n";
+    if (inResult.mInputLevels.mNonFinite > 0)
+        text << "  " << inResult.mInputLevels.mNonFinite << " non-finite input samples treated as silence\n";
+    if (inResult.mOutputLevels.mNonFinite > 0)
+        text << "  " << inResult.mOutputLevels.mNonFinite << " non-finite output samples\n";
     if (inResult.mClippedSamples > 0)
         text << "  " << inResult.mClippedSamples << " samples clipped at full scale\n";
     if (inJob.mPresetPath)

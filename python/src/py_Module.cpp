@@ -171,7 +171,6 @@ py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem:
     job.mOutput = inOutput;
     job.mSubtype = inSubtype;
     job.mOverwrite = inForce;
-    job.mShowProgress = false;
     job.mSeed = inSeed;
     job.mValues = inValues;
     cli::RenderResult result;

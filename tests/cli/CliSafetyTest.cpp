@@ -19,6 +19,8 @@ protected:
         writeText(mFolder / "kept.wav", "keep me");
         writeText(mFolder / "bad.q38preset", "# fine\ntrim = 0\ninput-gain = 99 dB\n");
         writeText(mFolder / "worse.q38preset", "no equals sign\n");
+        writeText(mFolder / "binary.q38preset", std::string("trim = 0\n\0\x01\x7f", 12));
+        writeText(mFolder / "long.q38preset", "# fine\ntrim = " + std::string(2000, '0') + "\n");
         fs::create_directory(mFolder / "folder");
         fs::create_symlink("in.wav", mFolder / "link.wav");
         fs::create_hard_link(mFolder / "in.wav", mFolder / "hard.wav");
@@ -53,7 +55,7 @@ TEST_F(CliSafety, EveryFailureLeavesTheFilesAsTheyWere)
     {
         std::vector<std::string> mArguments;
         int mStatus; // 1: a file cannot be read or written, 2: a bad command line
-        const char* mMessage;
+        std::string mMessage;
         const char* mVariables = "";
     };
     const char* full = "Q38_TEST_WRITE_LIMIT=10000"; // the header fits, the samples do not
@@ -61,7 +63,7 @@ TEST_F(CliSafety, EveryFailureLeavesTheFilesAsTheyWere)
     const Case cases[] = {
         {{"render", "missing.wav", "-o", "out.wav"}, 1, "No such file or directory"},
         {{"render", "text.wav", "-o", "out.wav"}, 1, "is not a sound file"},
-        {{"render", "folder", "-o", "out.wav"}, 1, "Is a directory"},
+        {{"render", "folder", "-o", "out.wav"}, 1, "the output folder 'out.wav' does not exist"},
         {{"render", "three.wav", "-o", "out.wav"}, 1, "has 3 channels"},
         {{"render", "slow.wav", "-o", "out.wav"}, 1, "4000 Hz"},
         {{"render", "in.wav", "-o", "out.xyz"}, 2, "unsupported format '.xyz'"},
@@ -94,6 +96,23 @@ TEST_F(CliSafety, EveryFailureLeavesTheFilesAsTheyWere)
         {renderWith({"--preset", "bad.q38preset"}), 2, "bad.q38preset:3: Ch.1: Input Gain: 99 dB is out of range"},
         {renderWith({"--preset", "worse.q38preset"}), 2, "worse.q38preset:1: expected NAME = VALUE"},
         {{"frobnicate"}, 2, "unknown command \"frobnicate\""},
+        {renderWith({"--highpass", "80"}), 2, "HighPass Freq: \"80\" is not one of Bypassed | 80 Hz | 300 Hz"},
+        {renderWith({"--input-gain", std::string(5000, 'x')}), 2, std::string(40, 'x') + "...\" is not a value"},
+        {renderWith({"--preset", "/dev/zero"}), 2, "preset '/dev/zero' is larger than 64 KiB"},
+        {renderWith({"--preset", "binary.q38preset"}), 2, "'binary.q38preset' is not a preset: it holds binary data"},
+        {renderWith({"--preset", "long.q38preset"}), 2, "long.q38preset:2: line longer than 1024 characters"},
+        {renderWith({"--preset", "warm"}), 2, "no preset \"warm\": neither a file nor one of clean-vocal,"},
+        // Several inputs go into a folder, checked before anything renders.
+        {{"render", "in.wav", "-o", "nowhere/"}, 1, "the output folder 'nowhere/' does not exist"},
+        {{"render", "in.wav", "-o", "kept.wav/"}, 1, "cannot write into 'kept.wav/': Not a directory"},
+        {{"render", "in.wav", "-o", "/proc/"}, 1, "cannot write into '/proc/'"},
+        {{"render", "folder", "-o", "folder/"}, 2, "the folder 'folder' holds no sound files"},
+        {{"render", "in.wav", "text.wav", "-o", "."}, 2, "'./in.wav' is one of the inputs"},
+        {{"render", "in.wav", "folder/../in.wav", "-o", "folder/"}, 2,
+         "'in.wav' and 'folder/../in.wav' would both be written to 'folder/in.wav'"},
+        {{"render", "in.wav", "-o", "folder", "--format", "xyz"}, 2, "unsupported format '.xyz'"},
+        {{"render", "in.wav", "-o", "folder/", "-j", "0"}, 2, "--jobs takes a whole number from 1 to 256, not \"0\""},
+        {{"render", "in.wav", "-o", "folder/", "--save-preset=x.q38preset"}, 2, "--save-preset takes no FILE"},
     };
     for (const Case& item : cases)
         expectFailure(item.mArguments, item.mStatus, item.mMessage, item.mVariables);

@@ -12,11 +12,37 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <complex>
 
 namespace q38test {
 
 using dsp::kTwoPi;
 constexpr double kRates[] = {44100.0, 48000.0, 96000.0, 192000.0};
+
+// c0 + c1 x + c2 x^2 at x = e^(-jw), expanded around the nearer of x = 1 and x = -1:
+// roots close to either end keep the value's relative precision.
+inline std::complex<double> onUnitCircle(double c0, double c1, double c2, double inW)
+{
+    const double s = std::sin(0.5 * inW), c = std::cos(0.5 * inW);
+    if (inW <= 0.25 * dsp::kTwoPi) {
+        const std::complex<double> d(-2.0 * s * s, -std::sin(inW));  // x - 1
+        return (c0 + c1 + c2) + d * ((c1 + 2.0 * c2) + c2 * d);
+    }
+    const std::complex<double> d(2.0 * c * c, -std::sin(inW));  // x + 1
+    return (c0 - c1 + c2) + d * ((c1 - 2.0 * c2) + c2 * d);
+}
+
+// Powers of second-order arrays (a first-order array padded into one): digital at w/fs,
+// analog from the factored form ((B2 - B0 u)^2 + B1^2 u) / ((A2 - A0 u)^2 + A1^2 u).
+inline double digitalPower(const double* c, double inW)
+{
+    return std::norm(onUnitCircle(c[0], c[1], c[2], inW) / onUnitCircle(c[3], c[4], c[5], inW));
+}
+inline double analogPower(const double* a, double inW)
+{
+    const double u = inW * inW, n = a[2] - a[0] * u, d = a[5] - a[3] * u;
+    return (n * n + a[1] * a[1] * u) / (d * d + a[4] * a[4] * u);
+}
 
 // A design's digital section and target; powers are read at a frequency in Hz.
 struct Section
@@ -24,8 +50,8 @@ struct Section
     double mDigital[6], mAnalog[6], mFs;
     dsp::MatchPoints mPoints;
 
-    double digital(double inHz) const { return dsp::digitalSquaredMagnitudeOrder2(mDigital, inHz, mFs); }
-    double target(double inHz) const { return dsp::squaredMagnitudeOrder2(mAnalog, kTwoPi * inHz); }
+    double digital(double inHz) const { return digitalPower(mDigital, kTwoPi * inHz / mFs); }
+    double target(double inHz) const { return analogPower(mAnalog, kTwoPi * inHz); }
     bool matches(double inHz, double inTolerance) const
     {
         return std::fabs(digital(inHz) - target(inHz)) <= inTolerance * target(inHz);
@@ -41,13 +67,23 @@ struct Section
                 largest = std::max(largest, deviationDb(mPoints.mFrequencies[i] / kTwoPi));
         return largest;
     }
-    // From 20 Hz to min(20 kHz, 0.45 fs).
-    double largestDeviationDb() const
+    // The largest deviation in dB over 96 points spread in log from inLowHz to
+    // inHighHz; powers more than 120 dB below the target's largest there count
+    // as that floor. outPeak, when given, receives that largest power.
+    double bandDeviationDb(double inLowHz, double inHighHz, double* outPeak = nullptr) const
     {
-        const double top = std::min(20000.0, 0.45 * mFs);
-        double largest = 0.0;
-        for (int i = 0; i <= 48; ++i)
-            largest = std::max(largest, deviationDb(20.0 * std::pow(top / 20.0, i / 48.0)));
+        double digital[96], target[96], peak = 0.0, largest = 0.0;
+        for (int i = 0; i < 96; ++i) {
+            const double hz = inLowHz * std::pow(inHighHz / inLowHz, i / 95.0);
+            digital[i] = this->digital(hz);
+            target[i] = this->target(hz);
+            peak = std::max(peak, target[i]);
+        }
+        for (int i = 0; i < 96; ++i)
+            largest = std::max(largest, std::fabs(10.0 * std::log10((digital[i] + 1e-12 * peak) /
+                                                                    (target[i] + 1e-12 * peak))));
+        if (outPeak != nullptr)
+            *outPeak = peak;
         return largest;
     }
     bool sameDigital(const Section& inOther) const { return std::equal(mDigital, mDigital + 6, inOther.mDigital); }

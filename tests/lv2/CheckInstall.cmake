@@ -6,7 +6,7 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --component lv2 
 if(NOT result EQUAL 0)
   message(FATAL_ERROR "install failed")
 endif()
-foreach(file IN ITEMS manifest.ttl q38.ttl q38.so)
+foreach(file IN ITEMS manifest.ttl q38.ttl presets.ttl q38.so LICENSE)
   if(NOT EXISTS ${PREFIX}/lib/lv2/q38.lv2/${file})
     message(FATAL_ERROR "not installed: lib/lv2/q38.lv2/${file}")
   endif()

@@ -75,6 +75,8 @@ public:
         lilv_world_free(mWorld);
     }
 
+    LilvWorld* world() { return mWorld; }
+
     const LilvPlugin* plugin(const char* inUri)
     {
         return lilv_plugins_get_by_uri(lilv_world_get_all_plugins(mWorld), uri(inUri));

@@ -36,6 +36,8 @@ void solveDcGainFourPoints(double inU1, double inM1, double inU2, double inM2, d
         throw EquationSolutionException();
     const double folded = std::fabs(f);
     const double w = std::sqrt(folded);
+    // a from the folded f: of the ways to read a fold, the one that keeps the
+    // design nearest its target (a of the unfolded system strays further).
     const double a = fourPointLeading(system, folded);
     if (!(a >= 0.0))
         throw EquationSolutionException();
@@ -75,9 +77,25 @@ void solveDcGainExtremumTwoPoints(double inUp, double inMp, double inU2, double 
         throw EquationSolutionException();
     const double t = std::sqrt(a);
 
-    const double e = (f * p3 - d3 * inU3 * inU3) / (inU3 * d3);
+    // dSq from the extremum and point 3, and cSq from the point equation at
+    // point 3. Far below the rate point 3 lies decades above the extremum and
+    // both forms cancel to rounding noise; each then comes from the equivalent
+    // equation that loses three digits less: point 2 for e, and the extremum's
+    // b = mp e - 2 k f / up for cSq. Elsewhere the forms stand as written.
+    double e = (f * p3 - d3 * inU3 * inU3) / (inU3 * d3);
+    const double errorAt3 = std::max(std::fabs(f * p3), std::fabs(d3 * inU3 * inU3)) / std::fabs(inU3 * d3);
+    const double errorAt2 = std::max(std::fabs(f * p2), std::fabs(d2 * inU2 * inU2)) / std::fabs(inU2 * d2);
+    if (1e3 * errorAt2 < errorAt3)
+        e = (f * p2 - d2 * inU2 * inU2) / (inU2 * d2);
     const double dSq = e + 2.0 * w;
-    const double cSq = std::max(0.0, numeratorFromPoint(inU3, inM3, t, inG * w, w, dSq));
+    const double z = inG * w;
+    double cSq = numeratorFromPoint(inU3, inM3, t, z, w, dSq);
+    const double uw = inU3 - w, tz = t * inU3 - z;
+    const double pointError = (inM3 * (uw * uw + std::fabs(dSq) * inU3) + tz * tz) / inU3;
+    const double extremumError = std::fabs(inMp * e) + std::fabs(2.0 * k * f / inUp) + 2.0 * t * z;
+    if (1e3 * extremumError < pointError)
+        cSq = inMp * e - 2.0 * k * f / inUp + 2.0 * t * z;
+    cSq = std::max(0.0, cSq);
 
     *outCSq = cSq;
     *outDSq = dSq;
@@ -97,10 +115,20 @@ void solveUnitTopThreePoints(double inG, double inU1, double inM1, double inU2, 
     if (determinant == 0.0)
         throw EquationSolutionException();
     const double f = (inM3 * y2 - inM2 * y3 + inM1 * (y3 - y2) + y1 * (inM2 - inM3)) / determinant;
-    const double e = ((y2 * h3 - y3 * h2) - y1 * (h3 - h2) + h1 * (y3 - y2)) / determinant;
-    const double b = (y1 * (inM3 * h2 - inM2 * h3) + inM1 * (y2 * h3 - y3 * h2) + h1 * (y3 * inM2 - y2 * inM3)) /
-                     determinant;
+    double e = ((y2 * h3 - y3 * h2) - y1 * (h3 - h2) + h1 * (y3 - y2)) / determinant;
+    double b = (y1 * (inM3 * h2 - inM2 * h3) + inM1 * (y2 * h3 - y3 * h2) + h1 * (y3 * inM2 - y2 * inM3)) /
+               determinant;
     const double w = std::sqrt(std::fabs(f));
+    if (f < 0.0) {
+        // Folded: no prototype meets all three points, and the unfolded e and b
+        // belong to none (they can leave a notch tens of dB deep). They are
+        // solved again with the folded f from the points at u2 and u3, the
+        // corner and the floor.
+        const double folded = -f;
+        const double r2 = y2 - h2 * folded, r3 = y3 - h3 * folded;
+        e = (r2 - r3) / (inM3 - inM2);
+        b = r2 + inM2 * e;
+    }
     const double dSq = std::max(0.0, e + 2.0 * w);
     const double cSq = std::max(0.0, b + 2.0 * inG * w);
 

@@ -25,6 +25,7 @@ void solveUnitDcFourPoints(double inU1, double inM1, double inU2, double inM2, d
     const FourPointSystem system = reduceFourPoints(u, m, 1.0);
     const double f = std::fabs(fourPointConstant(system));
     const double w = std::sqrt(f);
+    // a from the folded f, as in the DC-gain family.
     const double a = atLeastZeroKeepNan(fourPointLeading(system, f));
     if (!std::isfinite(a))
         throw EquationSolutionException();
@@ -72,13 +73,20 @@ void solveUnitDcExtremumTwoPoints(double inUp, double inMp, double inU2, double 
 
 // The extremum gives a = mp + (1 - mp) f / up^2 and, with each point, one
 // equation  -(m - mp) e + K f = (m - mp) u  in (e, f).
+//
+// A low-pass far below the rate has its top power a = t^2 many decades below
+// mp, and point 3 (near the top of the band) far above its corner. There the
+// plain forms of a and of dSq lose all their digits to cancellation; each is
+// then taken from an equivalent form that carries the small quantity directly.
+// Where the plain forms are sound they are used as they are.
 void solveUnitDcExtremumTwoPointsFloored(double inUp, double inMp, double inU2, double inM2, double inU3,
                                          double inM3, double inFloor, double* outCSq, double* outDSq,
                                          double* outW, double* outT)
 {
     const double upSq = inUp * inUp;
-    const double k2 = (1.0 - inMp) * (inU2 - 2.0 * inUp) / upSq + (1.0 - inM2) / inU2;
-    const double k3 = (1.0 - inMp) * (inU3 - 2.0 * inUp) / upSq + (1.0 - inM3) / inU3;
+    const double s = 1.0 - inMp;
+    const double k2 = s * (inU2 - 2.0 * inUp) / upSq + (1.0 - inM2) / inU2;
+    const double k3 = s * (inU3 - 2.0 * inUp) / upSq + (1.0 - inM3) / inU3;
     const double d2 = inM2 - inMp;
     const double d3 = inM3 - inMp;
     const double determinant = d3 * k2 - d2 * k3;
@@ -87,7 +95,16 @@ void solveUnitDcExtremumTwoPointsFloored(double inUp, double inMp, double inU2, 
         throw EquationSolutionException();
     const double w = std::sqrt(f);
 
-    double a = inMp + (1.0 - inMp) * f / upSq;
+    double solvedA = inMp + s * f / upSq;
+    if (std::fabs(solvedA) < 1e-3 * std::fabs(inMp)) {
+        // (mp up^2 determinant + s f determinant) / (up^2 determinant), expanded
+        // so that the terms of size mp cancel by algebra rather than in rounding.
+        const double sum =
+            inMp * inM2 * (2.0 * inUp - inU2) + inM3 * (inM2 * (inU2 - inU3) + inMp * (inU3 - 2.0 * inUp));
+        solvedA = (s * sum + inMp * upSq * (d3 * (1.0 - inM2) / inU2 - d2 * (1.0 - inM3) / inU3)) /
+                  (upSq * determinant);
+    }
+    double a = solvedA;
     if (!(a > inFloor))
         a = inFloor;
     const double t = std::sqrt(a);
@@ -97,8 +114,23 @@ void solveUnitDcExtremumTwoPointsFloored(double inUp, double inMp, double inU2, 
     const double x = inMp * inUp - a * inUp - (1.0 - inMp) * f / inUp;
     const double y = inM3 * inU3 - a * inU3 - (1.0 - inM3) * f / inU3;
     const double b = (inM3 * x - inMp * y) / (inM3 - inMp);
-    const double cSq = std::max(0.0, b + 2.0 * t * w);
-    const double dSq = pointEquationDSq(inU3, inM3, t, w, w, cSq);
+    const double cSqSolved = b + 2.0 * t * w;
+    const double cSq = std::max(0.0, cSqSolved);
+
+    // dSq from the point equation at point 3 with that cSq. Far above the corner
+    // its two sides agree to many digits; unless cSq was clamped, the same e then
+    // follows from X - Y = (m3 - mp) e where that loses three digits less, so
+    // that designs whose plain form is sound keep their values to the bit.
+    const double uw = inU3 - w, tz = t * inU3 - w;
+    const double left = (cSq * inU3 + tz * tz) / inM3, right = uw * uw;
+    double dSq = (left - right) / inU3;
+    if (cSq == cSqSolved) {
+        const double e = (x - y) / (inM3 - inMp);
+        const double pointError = std::max(left, right) / inU3;
+        const double differenceError = std::max(std::fabs(x), std::fabs(y)) / std::fabs(inM3 - inMp) + 2.0 * w;
+        if (1e3 * differenceError < pointError)
+            dSq = e + 2.0 * w;
+    }
 
     *outCSq = cSq;
     *outDSq = dSq;

@@ -21,7 +21,7 @@ void Order1HighPass::designAnalog(const Params& inParams, double* outCoefficient
 }
 
 void Order1HighPass::design(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
-                            double inSampleRate)
+                            double inSampleRate, MatchPoints* outMatchPoints)
 {
     Q38_ASSERT(core::kAssertionLibrary, inSampleRate > 0.0);
 
@@ -41,6 +41,7 @@ void Order1HighPass::design(const Params& inParams, double* outCoefficients, dou
     double a = B0;
     double b = W;
     double c = W;
+    MatchPoints points{0, {0.0, 0.0, 0.0, 0.0}};
 
     try {
         if (std::fabs(B1 - A1) > 1e-5 || std::fabs(B0 - A0) > 1e-5) {
@@ -55,10 +56,13 @@ void Order1HighPass::design(const Params& inParams, double* outCoefficients, dou
             const double u1 = warped1 * warped1;
             const double u2 = warped2 * warped2;
             solveOrder1ThreePoint(G0, u1, M1, u2, M2, &a, &b, &c);
+            points = MatchPoints{3, {0.0, w1, w2, 0.0}};
         }
     } catch (const EquationSolutionException&) {
         Q38_ASSERT_FALSE(core::kAssertionLibrary);
     }
+    if (outMatchPoints != nullptr)
+        *outMatchPoints = points;
 
     bilinearOrder1(a, b, 1.0, c, K, outCoefficients);
 

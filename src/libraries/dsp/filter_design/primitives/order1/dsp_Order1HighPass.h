@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dsp/filter_design/dsp_MatchPoints.h"
+
 namespace dsp {
 
 // First-order high-pass with a floor, matched to its analog target at DC, at
@@ -17,8 +19,10 @@ struct Order1HighPass
     };
 
     static void designAnalog(const Params& inParams, double* outCoefficients);
+    // outMatchPoints, when given, receives the frequencies where the digital
+    // filter meets the target (DC counts as 0 rad/s).
     static void design(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
-                       double inSampleRate);
+                       double inSampleRate, MatchPoints* outMatchPoints = nullptr);
     static void design(const Params& inParams, double* outCoefficients, double inSampleRate);
 };
 

@@ -56,7 +56,7 @@ void Order1HighShelf::designAnalog(const Params& inParams, double* outCoefficien
 }
 
 void Order1HighShelf::design(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
-                             double inSampleRate)
+                             double inSampleRate, MatchPoints* outMatchPoints)
 {
     Q38_ASSERT(core::kAssertionLibrary, inSampleRate > 0.0);
 
@@ -73,6 +73,7 @@ void Order1HighShelf::design(const Params& inParams, double* outCoefficients, do
     double a = outAnalogCoefficients[0];
     double b = outAnalogCoefficients[1];
     double c = outAnalogCoefficients[3];
+    MatchPoints points{0, {0.0, 0.0, 0.0, 0.0}};
 
     try {
         if (!(std::fabs(inParams.mGain) < 1e-9)) {
@@ -97,10 +98,13 @@ void Order1HighShelf::design(const Params& inParams, double* outCoefficients, do
             const double u2 = warpedSquare(w2, inSampleRate);
             const double u1 = warpedSquare(w1, inSampleRate);
             solveOrder1TwoPoint(u2, m2 * m2, u1, m1 * m1, &a, &b, &c);
+            points = MatchPoints{3, {0.0, w1, w2, 0.0}};
         }
     } catch (const EquationSolutionException&) {
         Q38_ASSERT_FALSE(core::kAssertionLibrary);
     }
+    if (outMatchPoints != nullptr)
+        *outMatchPoints = points;
 
     bilinearOrder1(a, b, 1.0, c, K, outCoefficients);
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dsp/filter_design/dsp_MatchPoints.h"
+
 #include <cstdint>
 
 namespace dsp {
@@ -30,8 +32,10 @@ struct Order1HighShelf
     // The target's pole frequency in Hz.
     static double computeMatchFrequency(const Params& inParams);
     static void designAnalog(const Params& inParams, double* outCoefficients);
+    // outMatchPoints, when given, receives the frequencies where the digital
+    // filter meets the target (DC counts as 0 rad/s).
     static void design(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
-                       double inSampleRate);
+                       double inSampleRate, MatchPoints* outMatchPoints = nullptr);
     static void design(const Params& inParams, double* outCoefficients, double inSampleRate);
 };
 

@@ -28,7 +28,7 @@ BellPrototype identityPrototype(double inW, double inSampleRate)
 // The peak's height and place with zero slope there, and the target's value
 // at half the centre and at a point near the top of the band.
 BellPrototype peakAndTwoPoints(const double* inTarget, double inW0, double inWH, double inPeakPower,
-                               double inSampleRate)
+                               double inSampleRate, MatchPoints* outPoints)
 {
     const double g = inPeakPower;
     // The shift only keeps the upper point away from the peak.
@@ -42,12 +42,13 @@ BellPrototype peakAndTwoPoints(const double* inTarget, double inW0, double inWH,
     solveUnitDcExtremumTwoPoints(u0, g, u2, m2, u1, m1, &CSq, &DSq, &wdSq, &gN);
     Q38_ASSERT(core::kAssertionLibrary, CSq >= 0);
     Q38_ASSERT(core::kAssertionLibrary, DSq >= 0);
+    *outPoints = MatchPoints{3, {inW0, inW0 * 0.5, wU, 0.0}};
     return {gN, std::sqrt(CSq), std::sqrt(DSq), wdSq};
 }
 
 // At or above the limit the peak cannot be shown; four fixed frequencies
 // below the limit are matched instead.
-BellPrototype fourFixedPoints(const double* inTarget, double inW0, double inSampleRate)
+BellPrototype fourFixedPoints(const double* inTarget, double inW0, double inSampleRate, MatchPoints* outPoints)
 {
     const double wL = inSampleRate * 3.1353094682826135;
     const double frequencies[4] = {wL, 0.65 * wL, 0.15 * wL, 0.8 * wL};
@@ -92,6 +93,7 @@ BellPrototype fourFixedPoints(const double* inTarget, double inW0, double inSamp
     }
     Q38_ASSERT(core::kAssertionLibrary, gNSq >= 0);
     prototype.mGN = std::sqrt(gNSq);
+    *outPoints = MatchPoints{4, {frequencies[0], frequencies[1], frequencies[2], frequencies[3]}};
     return prototype;
 }
 
@@ -115,7 +117,7 @@ void Bell::designAnalog(const Params& inParams, double* outCoefficients)
 }
 
 void Bell::design(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
-                  double inSampleRate)
+                  double inSampleRate, MatchPoints* outMatchPoints)
 {
     Q38_ASSERT(core::kAssertionLibrary, inSampleRate > 0);
     const double gOut = decibelsToGain(inParams.mOutputGain);
@@ -135,6 +137,7 @@ void Bell::design(const Params& inParams, double* outCoefficients, double* outAn
     const double wH = inSampleRate * 2.49316792988886;  // 2 pi * 0.3968 * fs
 
     BellPrototype prototype;
+    MatchPoints points{0, {0.0, 0.0, 0.0, 0.0}};
     if (isFlat) {
         prototype = identityPrototype(std::min(wH, w0), inSampleRate);
     } else if (w0 < inSampleRate * 0.0015707963267948967) {
@@ -144,10 +147,12 @@ void Bell::design(const Params& inParams, double* outCoefficients, double* outAn
         prototype.mWdSq = w0 * w0;
         prototype.mD = w0 / (Qe * sG);
     } else if (w0 < inSampleRate * 3.1353094682826135) {
-        prototype = peakAndTwoPoints(outAnalogCoefficients, w0, wH, G * G, inSampleRate);
+        prototype = peakAndTwoPoints(outAnalogCoefficients, w0, wH, G * G, inSampleRate, &points);
     } else {
-        prototype = fourFixedPoints(outAnalogCoefficients, w0, inSampleRate);
+        prototype = fourFixedPoints(outAnalogCoefficients, w0, inSampleRate, &points);
     }
+    if (outMatchPoints != nullptr)
+        *outMatchPoints = points;
 
     bilinearOrder2(prototype.mGN, prototype.mC, prototype.mWdSq, 1.0, prototype.mD, prototype.mWdSq,
                    2.0 * inSampleRate, outCoefficients);

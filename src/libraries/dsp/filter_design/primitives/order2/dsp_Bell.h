@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dsp/filter_design/dsp_MatchPoints.h"
+
 namespace dsp {
 
 // Second-order peaking section whose digital peak keeps the analog target's
@@ -18,8 +20,10 @@ struct Bell
     };
 
     static void designAnalog(const Params& inParams, double* outCoefficients);
+    // outMatchPoints, when given, receives the frequencies where the digital
+    // filter meets the target.
     static void design(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
-                       double inSampleRate);
+                       double inSampleRate, MatchPoints* outMatchPoints = nullptr);
     static void design(const Params& inParams, double* outCoefficients, double inSampleRate);
 };
 

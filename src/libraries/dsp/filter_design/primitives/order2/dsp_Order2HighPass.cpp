@@ -103,8 +103,10 @@ void Order2HighPass::designAnalog(const Params& inParams, double* outAnalogCoeff
 }
 
 void Order2HighPass::design(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
-                            double inSampleRate)
+                            double inSampleRate, MatchPoints* outMatchPoints)
 {
+    if (outMatchPoints != nullptr)
+        *outMatchPoints = MatchPoints{0, {0.0, 0.0, 0.0, 0.0}};
     Q38_ASSERT(core::kAssertionLibrary, inSampleRate > 0);
     // A design limit, not the Nyquist limit: corners above half the rate are allowed.
     Q38_ASSERT(core::kAssertionLibrary, inParams.mFrequency <= 2 * inSampleRate);
@@ -139,6 +141,8 @@ void Order2HighPass::design(const Params& inParams, double* outCoefficients, dou
                                              prewarpedSquare(lo, inSampleRate), matchValue(Mt, lo),
                                              prewarpedSquare(hi, inSampleRate), matchValue(Mt, hi), g, &cSq, &dSq,
                                              &w, &t);
+                if (outMatchPoints != nullptr)
+                    *outMatchPoints = MatchPoints{3, {wp, lo, hi, 0.0}};
             } catch (const EquationSolutionException&) {
                 Q38_ASSERT_FALSE(core::kAssertionLibrary);
                 Order2HighPassNaive::design(naiveParams(inParams), outCoefficients, outAnalogCoefficients,
@@ -166,6 +170,8 @@ void Order2HighPass::design(const Params& inParams, double* outCoefficients, dou
                                       prewarpedSquare(pc, inSampleRate), matchValue(Mt, pc),
                                       prewarpedSquare(pd, inSampleRate), matchValue(Mt, pd), g, &cSq, &dSq, &w,
                                       &t);
+                if (outMatchPoints != nullptr)
+                    *outMatchPoints = MatchPoints{4, {pa, pb, pc, pd}};
             } catch (const EquationSolutionException&) {
                 Order2HighPassNaive::design(naiveParams(inParams), outCoefficients, outAnalogCoefficients,
                                             inSampleRate);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dsp/filter_design/dsp_MatchPoints.h"
+
 namespace dsp {
 
 // Matched second-order high-pass with a residual DC gain.
@@ -17,8 +19,10 @@ struct Order2HighPass
     };
 
     static void designAnalog(const Params& inParams, double* outAnalogCoefficients);
+    // outMatchPoints, when given, receives the frequencies where the digital
+    // filter meets the target.
     static void design(const Params& inParams, double* outCoefficients, double* outAnalogCoefficients,
-                       double inSampleRate);
+                       double inSampleRate, MatchPoints* outMatchPoints = nullptr);
     static void design(const Params& inParams, double* outCoefficients, double inSampleRate);
 };
 

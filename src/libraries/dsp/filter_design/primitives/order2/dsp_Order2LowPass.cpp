@@ -179,8 +179,8 @@ void Order2LowPass::design(const Params& inParams, double* outCoefficients, doub
                         prewarpedSquare(peak, fs), matchValue(response, peak), prewarpedSquare(second, fs),
                         matchValue(response, second), prewarpedSquare(topMatch, fs), matchValue(response, topMatch),
                         floor, &p.mCSq, &p.mDSq, &p.mW, &p.mT);
-                    // A raised top gives up the middle point.
-                    if (p.mT * p.mT > floor)
+                    // A raised top (t is then exactly the root of the floor) gives up the middle point.
+                    if (p.mT != std::sqrt(floor))
                         points = MatchPoints{3, {peak, topMatch, second, 0.0}};
                     else
                         points = MatchPoints{2, {peak, topMatch, 0.0, 0.0}};
