@@ -15,13 +15,11 @@
 #include <pybind11/stl.h>
 #include <pybind11/stl/filesystem.h>
 
-#include <signal.h>
 #include <sndfile.h>
 
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <mutex>
 #include <set>
 
 namespace {
@@ -132,36 +130,6 @@ std::vector<std::pair<int, float>> loadPreset(const std::filesystem::path& inPat
     return settings;
 }
 
-// The renderer removes its temporary files on SIGINT, SIGTERM and SIGHUP and
-// then dies; in Python the interpreter's own handlers (KeyboardInterrupt, a
-// Dask worker's shutdown) come back as soon as no render runs.
-class InterpreterSignals
-{
-public:
-    InterpreterSignals()
-    {
-        const std::lock_guard lock(sMutex);
-        if (sRenders++ == 0)
-            for (std::size_t index = 0; index < std::size(kSignals); ++index)
-                ::sigaction(kSignals[index], nullptr, &sSaved[index]);
-    }
-    ~InterpreterSignals()
-    {
-        const std::lock_guard lock(sMutex);
-        if (--sRenders == 0)
-            for (std::size_t index = 0; index < std::size(kSignals); ++index)
-                ::sigaction(kSignals[index], &sSaved[index], nullptr);
-    }
-    InterpreterSignals(const InterpreterSignals&) = delete;
-    InterpreterSignals& operator=(const InterpreterSignals&) = delete;
-
-private:
-    static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
-    static inline std::mutex sMutex;
-    static inline int sRenders = 0;
-    static inline struct sigaction sSaved[std::size(kSignals)];
-};
-
 py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem::path& inOutput,
                     const cli::ParameterValues& inValues, std::optional<unsigned long long> inSeed, bool inForce,
                     const std::string& inSubtype)
@@ -176,7 +144,6 @@ py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem:
     cli::RenderResult result;
     {
         const py::gil_scoped_release release;
-        const InterpreterSignals keep;
         result = cli::render(job);
     }
     return py::dict("channels"_a = result.mChannels, "sample_rate"_a = result.mSampleRate,
