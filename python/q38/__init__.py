@@ -25,8 +25,9 @@ def render_file(in_path, out_path, *, seed=None, force=False, subtype=None, **se
     complete; it never replaces the input, nor an existing file unless force=True.
     On failure nothing is left behind: ValueError for a refused output or a bad
     setting, OSError for a file that cannot be read or written.
-    Returns channels, sample_rate, frames, seconds, input_format, output_format
-    and meter_peaks.
+    A non-finite input sample (NaN, infinity) goes in as silence and is counted.
+    Returns channels, sample_rate, frames, seconds, input_format, output_format,
+    meter_peaks and non_finite_samples.
     """
     values = _settings.apply(_settings.defaults(), settings)
     return _q38.render_file(in_path, out_path, values, check_seed(seed), bool(force), subtype or "")

@@ -149,7 +149,8 @@ py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem:
     return py::dict("channels"_a = result.mChannels, "sample_rate"_a = result.mSampleRate,
                     "frames"_a = result.mFrames, "seconds"_a = double(result.mFrames) / result.mSampleRate,
                     "input_format"_a = result.mInputFormat, "output_format"_a = result.mOutputFormat,
-                    "meter_peaks"_a = py::make_tuple(result.mMeterPeak[0], result.mMeterPeak[1]));
+                    "meter_peaks"_a = py::make_tuple(result.mMeterPeak[0], result.mMeterPeak[1]),
+                    "non_finite_samples"_a = result.mInputLevels.mNonFinite);
 }
 
 // File name extensions of the formats libsndfile reads, for finding sound

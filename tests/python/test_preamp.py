@@ -64,6 +64,16 @@ def test_equals_q38_render_bit_for_bit(tmp_path, channels, settings):
         np.testing.assert_array_equal(out.reshape(expected.shape), expected)
 
 
+def test_damaged_samples_as_q38_render_takes_them(tmp_path):
+    audio = test_signal(2, 9000)
+    audio[0, 100] = np.nan
+    audio[1, 5000:5003] = [np.inf, -np.inf, np.nan]
+    write_wav(tmp_path / "in.wav", audio, RATE)
+    render_with_program(tmp_path / "in.wav", tmp_path / "out.wav", {"input_gain": 61}, seed=38)
+    expected, _ = read_wav(tmp_path / "out.wav")
+    np.testing.assert_array_equal(q38.Preamp(seed=38, input_gain=61)(audio, RATE), expected)
+
+
 def test_streaming_in_chunks_equals_one_call():
     audio = test_signal(2, 20000)
     whole = q38.Preamp(seed=5, input_gain=50)(audio, RATE)
