@@ -50,15 +50,17 @@ class Preamp:
     units: input_gain (dB, both channels), input_gain1, input_gain2,
     highpass ("80 Hz" or its index), high_tone, low_tone, eq, trim (dB),
     phase_reverse, effect, link, stereo_mode ("M/S"), ... (q38.parameters()
-    lists them). They are also attributes, and p.settings holds them all.
+    lists them). preset= starts from a factory preset ("clean-vocal",
+    q38.presets() lists them) or a q38 preset file, the settings given
+    applying over it. They are also attributes, and p.settings holds them all.
     With a seed the hiss, and so the output, is the same on every run and
     equals `q38 render --seed` for the same settings.
     """
 
     __slots__ = ("_engine", "_values")
 
-    def __init__(self, *, seed=None, **settings):
-        values = _settings.apply(_settings.defaults(), settings)
+    def __init__(self, *, seed=None, preset=None, **settings):
+        values = _settings.values_of(settings, preset)
         object.__setattr__(self, "_engine", _q38.Processor(check_seed(seed)))
         object.__setattr__(self, "_values", values)
 

@@ -10,6 +10,7 @@ others. Values live as the engine's normalized floats, a list indexed by id.
 from __future__ import annotations
 
 import numbers
+import os
 from dataclasses import dataclass
 
 import numpy as np
@@ -138,14 +139,40 @@ def settings_of(values: list[float]) -> dict:
     return {NAMES[parameter_id]: _q38.setting_value(parameter_id, value) for parameter_id, value in enumerate(values)}
 
 
-def preset_values(path) -> list[float]:
-    """The defaults with a preset file of the q38 program applied (NAME = VALUE a line)."""
+@dataclass(frozen=True)
+class Preset:
+    """A factory preset: named settings for an everyday job."""
+
+    word: str  # as preset= and --preset take it, e.g. "clean-vocal"
+    name: str  # as LV2 hosts' preset menus show it, e.g. "Clean Vocal"
+    purpose: str  # what it is for, in one line
+    stereo_only: bool  # made for two channels (M/S)
+
+
+def presets() -> list[Preset]:
+    """The factory presets of the q38 program and the LV2 plugin, in their order."""
+    return [Preset(**preset) for preset in _q38.factory_presets()]
+
+
+def preset_values(preset) -> list[float]:
+    """The defaults with a preset applied, as q38 --preset takes it: a factory preset's
+    word or name, else a preset file (NAME = VALUE a line)."""
+    try:
+        text = os.fsdecode(preset)
+    except TypeError:
+        raise TypeError(f"preset takes a factory preset's word or name or a file, "
+                        f"not {type(preset).__name__}") from None
     values = defaults()
-    for parameter_id, value in _q38.load_preset(path):
+    for parameter_id, value in _q38.load_preset(text):
         values[parameter_id] = value
     return values
 
 
-def load_preset(path) -> dict:
-    """Every setting of a preset file of the q38 program, the ones it leaves out at their defaults."""
-    return settings_of(preset_values(path))
+def values_of(settings: dict, preset=None) -> list[float]:
+    """The values of the settings applied over a preset, or over the defaults."""
+    return apply(defaults() if preset is None else preset_values(preset), settings)
+
+
+def load_preset(preset) -> dict:
+    """Every setting of a factory preset (by word or name) or a preset file; what it leaves out at the default."""
+    return settings_of(preset_values(preset))

@@ -1,6 +1,6 @@
 """Renders many sound files with the same settings on a Dask cluster.
 
-    python3 -m q38.batch IN... -o OUT_DIR [settings] [--seed N] [--preset FILE]
+    python3 -m q38.batch IN... -o OUT_DIR [settings] [--seed N] [--preset NAME|FILE]
                          [--workers N] [--scheduler ADDRESS] [--force]
 
 IN are files, folders (every sound file under them, the folder structure kept
@@ -151,7 +151,9 @@ def parser() -> argparse.ArgumentParser:
     result.add_argument("inputs", nargs="+", metavar="IN", help="sound files, folders or glob patterns")
     result.add_argument("-o", "--output", required=True, metavar="OUT_DIR", help="folder for the outputs")
     result.add_argument("--seed", type=int, help="hiss seed: reproducible outputs, equal to q38 render --seed")
-    result.add_argument("--preset", metavar="FILE", help="a q38 preset; settings given here override it")
+    words = ", ".join(preset.word for preset in _settings.presets())
+    result.add_argument("--preset", metavar="NAME|FILE",
+                        help=f"a factory preset ({words}) or a q38 preset file; settings given here override it")
     result.add_argument("--workers", type=int, default=os.cpu_count() or 1,
                         help="worker processes of the local cluster (default: one per core)")
     result.add_argument("--scheduler", metavar="ADDRESS", help="an existing Dask scheduler, tcp://HOST:PORT")

@@ -6,6 +6,7 @@
 #include "Q38Engine.h"
 #include "cli_AudioFile.h"
 #include "cli_Error.h"
+#include "cli_FactoryPresets.h"
 #include "cli_Parameters.h"
 #include "cli_Render.h"
 #include "py_Processor.h"
@@ -122,12 +123,22 @@ py::object settingValue(int inId, float inValue)
     throw std::runtime_error(info.mName + ": no physical value reads back as " + cli::formatNumber(inValue));
 }
 
-std::vector<std::pair<int, float>> loadPreset(const std::filesystem::path& inPath)
+// A factory preset's word or name, or a preset file, as q38 --preset takes it.
+std::vector<std::pair<int, float>> loadPreset(const std::string& inPresetOrFile)
 {
     std::vector<std::pair<int, float>> settings;
-    for (const cli::Setting& setting : table().loadPreset(inPath))
+    for (const cli::Setting& setting : cli::loadPreset(table(), inPresetOrFile))
         settings.emplace_back(setting.mId, setting.mValue);
     return settings;
+}
+
+py::list factoryPresets()
+{
+    py::list list;
+    for (const cli::FactoryPreset& preset : cli::factoryPresets())
+        list.append(py::dict("word"_a = preset.mWord, "name"_a = preset.mName, "purpose"_a = preset.mPurpose,
+                             "stereo_only"_a = preset.mStereoOnly));
+    return list;
 }
 
 py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem::path& inOutput,
@@ -224,7 +235,9 @@ PYBIND11_MODULE(_q38, m)
         "The normalized value of a physical value (unit optional) or a value text; ValueError names the range.");
     m.def("setting_value", &settingValue, "id"_a, "value"_a,
           "A normalized value as a setting: physical value or value text.");
-    m.def("load_preset", &loadPreset, "path"_a, "(id, normalized value) pairs of a preset file, in file order.");
+    m.def("load_preset", &loadPreset, "preset"_a,
+          "(id, normalized value) pairs of a factory preset or a preset file, in order.");
+    m.def("factory_presets", &factoryPresets, "The factory presets: word, name, purpose, stereo_only.");
     m.def("render_file", &renderFile, "input"_a, "output"_a, "values"_a, "seed"_a, "force"_a, "subtype"_a,
           "Renders a sound file as the q38 program does; ValueError for a refused output, OSError for files.");
     m.def("readable_extensions", &readableExtensions);

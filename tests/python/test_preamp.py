@@ -1,13 +1,14 @@
 """q38.Preamp against the q38 program, and its checks of audio and settings."""
 
 import pickle
+import subprocess
 from concurrent.futures import ThreadPoolExecutor
 
 import numpy as np
 import pytest
 
 import q38
-from conftest import read_wav, render_with_program, test_signal, write_wav
+from conftest import q38_program, read_wav, render_with_program, test_signal, write_wav
 
 RATE = 44100
 
@@ -64,14 +65,32 @@ def test_equals_q38_render_bit_for_bit(tmp_path, channels, settings):
         np.testing.assert_array_equal(out.reshape(expected.shape), expected)
 
 
-def test_damaged_samples_as_q38_render_takes_them(tmp_path):
+def test_presets_and_damaged_samples_as_q38_render_takes_them(tmp_path):
     audio = test_signal(2, 9000)
     audio[0, 100] = np.nan
     audio[1, 5000:5003] = [np.inf, -np.inf, np.nan]
     write_wav(tmp_path / "in.wav", audio, RATE)
-    render_with_program(tmp_path / "in.wav", tmp_path / "out.wav", {"input_gain": 61}, seed=38)
-    expected, _ = read_wav(tmp_path / "out.wav")
-    np.testing.assert_array_equal(q38.Preamp(seed=38, input_gain=61)(audio, RATE), expected)
+    (tmp_path / "mine.q38preset").write_text("input-gain = 61 dB\nlink = Linked\n")
+    for index, (preset, settings) in enumerate([("ms-room-widening", {"trim1": -2}), ("Phone Line", {}),
+                                                (tmp_path / "mine.q38preset", {"high_tone": 4})]):
+        output = tmp_path / f"out{index}.wav"
+        render_with_program(tmp_path / "in.wav", output, {"preset": preset, **settings}, seed=38)
+        expected, _ = read_wav(output)
+        np.testing.assert_array_equal(q38.Preamp(seed=38, preset=preset, **settings)(audio, RATE), expected)
+
+
+def test_factory_presets_are_the_programs(tmp_path):
+    listing = subprocess.run([q38_program(), "presets"], check=True, capture_output=True, text=True).stdout
+    presets = q38.presets()
+    assert len(presets) == listing.count("\n  ") - listing.count("\n   ")
+    for preset in presets:
+        assert f'  {preset.word} ("{preset.name}"' in listing and preset.purpose in listing
+        as_file = tmp_path / f"{preset.word}.q38preset"
+        as_file.write_text(subprocess.run([q38_program(), "presets", preset.word], check=True,
+                                          capture_output=True, text=True).stdout)
+        assert q38.load_preset(preset.word) == q38.load_preset(preset.name) == q38.load_preset(as_file)
+    vocal = q38.load_preset("clean-vocal")
+    assert (vocal["input_gain1"], vocal["highpass2"], vocal["trim1"]) == (30.0, "80 Hz", 0.0)
 
 
 def test_streaming_in_chunks_equals_one_call():
@@ -115,6 +134,8 @@ def test_threads_get_the_answers_of_one_thread():
     ({"input_gain": True}, TypeError, "input_gain takes a number in dB (3 to 76 dB), not bool"),
     ({"input_gain": (40, 50, 60)}, ValueError, "input_gain takes one value or 2, one per channel"),
     ({"gain": 40}, TypeError, "unknown setting 'gain'; the settings are effect, link, stereo_mode"),
+    ({"preset": "nope"}, ValueError, 'no preset "nope": neither a file nor one of clean-vocal, warm-bass-di'),
+    ({"preset": 3}, TypeError, "preset takes a factory preset's word or name or a file, not int"),
 ])
 def test_refuses_bad_settings_and_changes_nothing(settings, error, message):
     with pytest.raises(error) as caught:
