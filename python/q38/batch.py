@@ -64,14 +64,12 @@ class UsageError(Exception):
 
 def find_inputs(patterns: list[str]) -> list[tuple[Path, Path]]:
     """(input, output path relative to OUT_DIR) for every file the patterns name."""
-    extensions = _q38.readable_extensions()
     found = []
     for pattern in patterns:
         path = Path(pattern)
         if path.is_dir():
             found += [(file, file.relative_to(path)) for file in sorted(path.rglob("*"))
-                      if file.is_file() and not file.name.startswith(".")
-                      and file.suffix[1:].lower() in extensions]
+                      if file.is_file() and not file.name.startswith(".") and _q38.is_sound_file_name(file)]
         elif path.exists() or not glob.has_magic(pattern):
             found.append((path, Path(path.name)))  # a missing file fails with its reason
         else:

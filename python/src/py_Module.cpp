@@ -16,12 +16,9 @@
 #include <pybind11/stl.h>
 #include <pybind11/stl/filesystem.h>
 
-#include <sndfile.h>
-
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <set>
 
 namespace {
 
@@ -164,22 +161,6 @@ py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem:
                     "non_finite_samples"_a = result.mInputLevels.mNonFinite);
 }
 
-// File name extensions of the formats libsndfile reads, for finding sound
-// files in folders.
-std::set<std::string> readableExtensions()
-{
-    std::set<std::string> extensions = {"aif", "ogg", "opus"};
-    int count = 0;
-    sf_command(nullptr, SFC_GET_FORMAT_MAJOR_COUNT, &count, sizeof count);
-    for (int index = 0; index < count; ++index) {
-        SF_FORMAT_INFO info{};
-        info.format = index;
-        if (sf_command(nullptr, SFC_GET_FORMAT_MAJOR, &info, sizeof info) == 0 && info.extension)
-            extensions.insert(info.extension);
-    }
-    return extensions;
-}
-
 using Audio = py::array_t<float, py::array::c_style | py::array::forcecast>;
 
 py::array_t<float> process(pyq38::Processor& ioProcessor, const Audio& inAudio, int inSampleRate, bool inReset,
@@ -240,7 +221,9 @@ PYBIND11_MODULE(_q38, m)
     m.def("factory_presets", &factoryPresets, "The factory presets: word, name, purpose, stereo_only.");
     m.def("render_file", &renderFile, "input"_a, "output"_a, "values"_a, "seed"_a, "force"_a, "subtype"_a,
           "Renders a sound file as the q38 program does; ValueError for a refused output, OSError for files.");
-    m.def("readable_extensions", &readableExtensions);
+    m.def(
+        "is_sound_file_name", [](const std::filesystem::path& inPath) { return cli::isSoundFileName(inPath); },
+        "path"_a, "Whether a file's extension is that of a sound file q38 reads.");
 
     py::class_<pyq38::Processor>(m, "Processor")
         .def(py::init<std::optional<unsigned long long>>(), "seed"_a)
