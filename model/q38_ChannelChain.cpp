@@ -1,6 +1,7 @@
 #include "q38_ChannelChain.h"
 
 #include "q38_Lanes.h"
+#include "q38_SampleRateSetup.h"
 #include "q38_Sections.h"
 #include "q38_TubeStages.h"
 
@@ -231,6 +232,16 @@ struct AmplifierRunner
             writeActivity(lane<NumLanes>(mSmallest, c), lane<NumLanes>(mLargest, c), inLanes.mStates[c]->mActivity);
     }
 
+    // Everything the amplifier carries to the next block but its fixed designs.
+    Value finiteMark() const
+    {
+        return mDcBlock.finiteMark() + q38::finiteMark(mEnvelope, mBiasGain) + mBassLift.finiteMark()
+               + mPreEmphasis.finiteMark() + mDeEmphasis.finiteMark() + mHighPassFirstOrder.finiteMark()
+               + mHighPassSecondOrder.finiteMark() + mCouplingHighPass.finiteMark() + mBiasShiftClamp.finiteMark()
+               + mInfrasonicHighPass.finiteMark() + mFirstLowPass.finiteMark() + mSecondLowPass.finiteMark()
+               + mCore.finiteMark();
+    }
+
     static void writeActivity(double inSmallest, double inLargest, double& outActivity)
     {
         static const double kActivityScale = dsp::decibelsToGain(15.0);
@@ -374,6 +385,9 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     AmplifierRunner<NumLanes> amplifier;
     amplifier.load(inLanes);
 
+    // 0 in each lane whose values stay finite; see finiteMark.
+    Value finiteness = splat<NumLanes>(0.0);
+
     // Stage buffers: the input ramp's output, and the chain between stages.
     Value ramped[dsp::DataBuffer::MaxNumSamples];
     Value first[dsp::DataBuffer::MaxNumSamples];
@@ -403,7 +417,9 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
             scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return ioChannels[c][i]; });
         }
 
-        // A lane whose tone section stood still keeps its memories as they were.
+        // A lane whose tone section stood still keeps its memories as they
+        // were, which were checked when they last moved.
+        finiteness += tone.finiteMark();
         ToneMemories kept[NumLanes];
         for (int c = 0; c < NumLanes; ++c)
             if (!runsTone[c])
@@ -422,11 +438,19 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     }
 
     amplifier.store(inLanes);
+    finiteness += amplifier.finiteMark() + finiteMark(inGain, outGain, mix);
     for (int c = 0; c < NumLanes; ++c) {
         ChannelState& state = *inLanes.mStates[c];
         state.mInputRamp.mCurrent = lane<NumLanes>(inGain, c);
         state.mOutputRamp.mCurrent = lane<NumLanes>(outGain, c);
         finishToneBlend(state, lane<NumLanes>(mix, c));
+        // Finite input and coefficients keep every value finite. Should one
+        // ever not be, the channel starts afresh from the next block, and
+        // this block of it is silence rather than whatever it holds.
+        if (!(lane<NumLanes>(finiteness, c) == 0.0)) [[unlikely]] {
+            clearChannelMemories(state);
+            std::fill(ioChannels[c], ioChannels[c] + n, 0.0);
+        }
     }
 }
 

@@ -108,6 +108,8 @@ struct SaturatingIntegratorRunner
         scatter<NumLanes>(mPrevious, [&](int c) -> double& { return inIntegrators[c]->mPrevious; });
     }
 
+    Value finiteMark() const { return q38::finiteMark(mState, mPrevious); }
+
     Q38_SAMPLE_INLINE Value shape(Value inV) const
     {
         if constexpr (NumLanes == 1) {
@@ -197,6 +199,8 @@ struct BiasShiftClampRunner
         scatter<NumLanes>(mFeedback, [&](int c) -> double& { return inLanes.mStates[c]->mBiasFeedback; });
     }
 
+    Value finiteMark() const { return q38::finiteMark(mMemory, mShift, mFloor, mFeedback); }
+
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
         Value v = inX;
@@ -256,6 +260,12 @@ struct ToneSectionRunner
         mFirstBell.store(inLanes.states([](ChannelState& s) { return &s.mFirstBell; }));
         mSecondBell.store(inLanes.states([](ChannelState& s) { return &s.mSecondBell; }));
         mOutputCore.store(inLanes.states([](ChannelState& s) { return &s.mOutputCore; }));
+    }
+
+    Value finiteMark() const
+    {
+        return mLowShelf.finiteMark() + mHighShelf.finiteMark() + mFirstBell.finiteMark() + mSecondBell.finiteMark()
+               + mOutputCore.finiteMark();
     }
 
     Q38_SAMPLE_INLINE Value shape(Value inX) const
