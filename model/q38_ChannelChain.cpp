@@ -232,16 +232,6 @@ struct AmplifierRunner
             writeActivity(lane<NumLanes>(mSmallest, c), lane<NumLanes>(mLargest, c), inLanes.mStates[c]->mActivity);
     }
 
-    // Everything the amplifier carries to the next block but its fixed designs.
-    Value finiteMark() const
-    {
-        return mDcBlock.finiteMark() + q38::finiteMark(mEnvelope, mBiasGain) + mBassLift.finiteMark()
-               + mPreEmphasis.finiteMark() + mDeEmphasis.finiteMark() + mHighPassFirstOrder.finiteMark()
-               + mHighPassSecondOrder.finiteMark() + mCouplingHighPass.finiteMark() + mBiasShiftClamp.finiteMark()
-               + mInfrasonicHighPass.finiteMark() + mFirstLowPass.finiteMark() + mSecondLowPass.finiteMark()
-               + mCore.finiteMark();
-    }
-
     static void writeActivity(double inSmallest, double inLargest, double& outActivity)
     {
         static const double kActivityScale = dsp::decibelsToGain(15.0);
@@ -345,6 +335,35 @@ struct ToneMemories
     }
 };
 
+// Whether every value that the channel carries to the next block is finite:
+// its memories, glides and tone blend (the meter is held to 0..1 whatever it
+// reads). A coefficient that is not finite makes its section's memory so at
+// the next sample, whatever the sample, so the memories tell for the
+// coefficients too. x - x is 0 for a finite x and NaN for the rest, and a sum
+// is finite only if every term is (a sum of huge values that overflows fails
+// as well); the sum is a tree, for a short chain of additions.
+bool isFinite(const ChannelState& inState)
+{
+    const ChannelState& s = inState;
+    const double amplifier =
+        ((s.mDcBlock.mMemory + s.mEnvelope) + (s.mBiasGain + s.mBassLift.mMemory))
+        + ((s.mPreEmphasis.mMemory + s.mDeEmphasis.mMemory) + (s.mHighPassFirstOrder.mMemory + s.mToneMix));
+    const double highPass = ((s.mHighPassSecondOrder.mMemory1 + s.mHighPassSecondOrder.mMemory2)
+                             + (s.mCouplingHighPass.mMemory1 + s.mCouplingHighPass.mMemory2))
+                            + ((s.mBiasLowPassMemory + s.mBiasShift) + (s.mBiasFloor + s.mBiasFeedback));
+    const double core = ((s.mInfrasonicHighPass.mMemory1 + s.mInfrasonicHighPass.mMemory2)
+                         + (s.mFirstLowPass.mMemory1 + s.mFirstLowPass.mMemory2))
+                        + ((s.mSecondLowPass.mMemory1 + s.mSecondLowPass.mMemory2)
+                           + (s.mAmplifierCore.mState + s.mAmplifierCore.mPrevious));
+    const double tone = ((s.mLowShelf.mMemory1 + s.mLowShelf.mMemory2) + (s.mHighShelf.mMemory1 + s.mHighShelf.mMemory2))
+                        + ((s.mFirstBell.mMemory1 + s.mFirstBell.mMemory2)
+                           + (s.mSecondBell.mMemory1 + s.mSecondBell.mMemory2));
+    const double ramps =
+        (s.mOutputCore.mState + s.mOutputCore.mPrevious) + (s.mInputRamp.mCurrent + s.mOutputRamp.mCurrent);
+    const double sum = ((amplifier + highPass) + (core + tone)) + ramps;
+    return sum - sum == 0.0;
+}
+
 // One pass of the per-channel chain over a block, for one model channel or
 // both at once: hiss, input ramp, amplifier, tone blend, output ramp, from
 // ioChannels[c] back into it.
@@ -385,9 +404,6 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     AmplifierRunner<NumLanes> amplifier;
     amplifier.load(inLanes);
 
-    // 0 in each lane whose values stay finite; see finiteMark.
-    Value finiteness = splat<NumLanes>(0.0);
-
     // Stage buffers: the input ramp's output, and the chain between stages.
     Value ramped[dsp::DataBuffer::MaxNumSamples];
     Value first[dsp::DataBuffer::MaxNumSamples];
@@ -417,9 +433,7 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
             scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return ioChannels[c][i]; });
         }
 
-        // A lane whose tone section stood still keeps its memories as they
-        // were, which were checked when they last moved.
-        finiteness += tone.finiteMark();
+        // A lane whose tone section stood still keeps its memories as they were.
         ToneMemories kept[NumLanes];
         for (int c = 0; c < NumLanes; ++c)
             if (!runsTone[c])
@@ -438,17 +452,20 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     }
 
     amplifier.store(inLanes);
-    finiteness += amplifier.finiteMark() + finiteMark(inGain, outGain, mix);
+    bool holdsNonFinite[NumLanes];
     for (int c = 0; c < NumLanes; ++c) {
         ChannelState& state = *inLanes.mStates[c];
         state.mInputRamp.mCurrent = lane<NumLanes>(inGain, c);
         state.mOutputRamp.mCurrent = lane<NumLanes>(outGain, c);
         finishToneBlend(state, lane<NumLanes>(mix, c));
-        // Finite input and coefficients keep every value finite. Should one
-        // ever not be, the channel starts afresh from the next block, and
-        // this block of it is silence rather than whatever it holds.
-        if (!(lane<NumLanes>(finiteness, c) == 0.0)) [[unlikely]] {
-            clearChannelMemories(state);
+        holdsNonFinite[c] = !isFinite(state);
+    }
+    // Finite input and coefficients keep every value finite. Should one ever
+    // not be, the channel starts afresh from the next block, and this block
+    // of it is silence rather than whatever it holds.
+    for (int c = 0; c < NumLanes; ++c) {
+        if (holdsNonFinite[c]) [[unlikely]] {
+            clearChannelMemories(*inLanes.mStates[c]);
             std::fill(ioChannels[c], ioChannels[c] + n, 0.0);
         }
     }

@@ -112,17 +112,6 @@ inline DoublePair flipSign(DoublePair inValue, DoublePair inSignSource)
                                         ^ (reinterpret_cast<MaskPair>(inSignSource) & kSign));
 }
 
-// 0 in each lane where all the values are finite, NaN in the others: x - x is
-// 0 for a finite x and NaN for an infinity or a NaN, and a sum is finite only
-// if every term is (a sum that overflows, of values far beyond any signal,
-// counts as not finite as well).
-template <typename Value, typename... Values>
-Q38_SAMPLE_INLINE Value finiteMark(Value inValue, Values... inValues)
-{
-    const Value sum = (inValue + ... + inValues);
-    return sum - sum;
-}
-
 // The channels that one pass of the chain runs: their states and their coefficient records.
 template <int NumLanes>
 struct LaneSet

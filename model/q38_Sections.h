@@ -92,10 +92,6 @@ struct FirstOrderRunner
         scatter<NumLanes>(mMemory, [&](int c) -> double& { return inSections[c]->mMemory; });
     }
 
-    // The memory: the coefficients are a fixed design or glided by the owner.
-    Value memorySum() const { return mMemory; }
-    Value finiteMark() const { return q38::finiteMark(mMemory); }
-
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
         const Value y = inX * mCoefficients[0] + mMemory;
@@ -128,9 +124,6 @@ struct BiquadRunner
         scatter<NumLanes>(mMemory1, [&](int c) -> double& { return inSections[c]->mMemory1; });
         scatter<NumLanes>(mMemory2, [&](int c) -> double& { return inSections[c]->mMemory2; });
     }
-
-    Value memorySum() const { return mMemory1 + mMemory2; }
-    Value finiteMark() const { return q38::finiteMark(mMemory1, mMemory2); }
 
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
@@ -171,15 +164,6 @@ struct GlidingRunner
         mSection.store(inSections);
         for (const int k : Glided)
             scatter<NumLanes>(mSection.mCoefficients[k], [&](int c) -> double& { return inSections[c]->mCoefficients[k]; });
-    }
-
-    // The memories and the coefficients in force.
-    Value finiteMark() const
-    {
-        Value sum = mSection.memorySum();
-        for (const int k : Glided)
-            sum += mSection.mCoefficients[k];
-        return q38::finiteMark(sum);
     }
 
     Q38_SAMPLE_INLINE Value tick(Value inX)

@@ -108,8 +108,6 @@ struct SaturatingIntegratorRunner
         scatter<NumLanes>(mPrevious, [&](int c) -> double& { return inIntegrators[c]->mPrevious; });
     }
 
-    Value finiteMark() const { return q38::finiteMark(mState, mPrevious); }
-
     Q38_SAMPLE_INLINE Value shape(Value inV) const
     {
         if constexpr (NumLanes == 1) {
@@ -199,8 +197,6 @@ struct BiasShiftClampRunner
         scatter<NumLanes>(mFeedback, [&](int c) -> double& { return inLanes.mStates[c]->mBiasFeedback; });
     }
 
-    Value finiteMark() const { return q38::finiteMark(mMemory, mShift, mFloor, mFeedback); }
-
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
         Value v = inX;
@@ -260,12 +256,6 @@ struct ToneSectionRunner
         mFirstBell.store(inLanes.states([](ChannelState& s) { return &s.mFirstBell; }));
         mSecondBell.store(inLanes.states([](ChannelState& s) { return &s.mSecondBell; }));
         mOutputCore.store(inLanes.states([](ChannelState& s) { return &s.mOutputCore; }));
-    }
-
-    Value finiteMark() const
-    {
-        return mLowShelf.finiteMark() + mHighShelf.finiteMark() + mFirstBell.finiteMark() + mSecondBell.finiteMark()
-               + mOutputCore.finiteMark();
     }
 
     Q38_SAMPLE_INLINE Value shape(Value inX) const
