@@ -5,12 +5,14 @@
 // A twin engine gets the same calls as a careful host would make them: the
 // value that a bad one is held to, no refused rate, no bad count, and
 // ordinary samples. After every process every output sample must be finite
-// and every meter in 0..1. Bad samples come in storms. In a short one (at most
-// 2 ms of bad samples) the twin hears the ordinary signal in their place, and
-// 50 ms after the last bad sample the output must match the twin's within
-// 0.5 dB. In a long one the twin hears silence in their place, as the model
-// does: from the last bad sample on the outputs must be equal (until a short
-// storm has set the two apart; then within 0.5 dB 50 ms after it).
+// and every meter in 0..1, and as long as the two have heard the same, their
+// outputs are equal bit for bit. Bad samples come in storms, each meeting
+// engines that have run for 100 ms since their last reset. In a short storm
+// (at most 2 ms of bad samples) the twin hears the ordinary signal in their
+// place, and 50 ms after the last bad sample the output must have the twin's
+// level within 0.5 dB. In a long one the twin hears silence in their place,
+// as the model does, so the two go on being equal. After each storm the two
+// are reset together, now and then made anew.
 //
 //   q38_engine_fuzz --operations 10000000 --seed 1
 
@@ -152,7 +154,6 @@ public:
                     renew();
                 else if (mDiverged && mRate != 0) {
                     ++mOperations;
-                    ++mRateCalls;
                     for (Q38Engine* engine : {mHostile.get(), mTwin.get()})
                         engine->setSampleRate(mRate);
                     mDiverged = false;
@@ -170,31 +171,34 @@ public:
 
     void report(std::ostream& ioStream, double inSeconds) const
     {
-        ioStream << mOperations << " operations (" << mProcessCalls << " process calls, " << mSamples
-                 << " sample frames, " << mHostileSamples << " bad samples, " << mRateChanges << " rates accepted of "
-                 << mRateCalls << ", " << mRenewals << " engines renewed), " << mNotices << " reports, " << mRecoveryChecks
-                 << " recoveries checked; largest level difference 50 ms after a bad sample: " << mWorstRecovery << " dB; "
-                 << inSeconds << " s\n";
+        ioStream << mOperations << " operations: " << mProcessCalls << " process calls on " << mSamples
+                 << " sample frames with " << mHostileSamples << " bad samples, " << mRateCalls << " sample rates ("
+                 << mRatesRefused << " refused), " << mRenewals << " engines renewed, " << mNotices << " reports; "
+                 << mRecoveryChecks << " recoveries checked, the largest level difference 50 ms after a bad sample "
+                 << mWorstRecovery << " dB; " << inSeconds << " s\n";
     }
 
     long mNotices = 0;
 
 private:
+    // Half of the operations process, a fifth set a parameter, the rest query
+    // or, rarely, reset the parameters or set a rate.
     void step()
     {
         ++mOperations;
-        const unsigned kind = mRandom() % 100;
-        if (kind < 50)
+        const unsigned kind = mRandom() % 1000;
+        if (kind < 500) {
             process();
-        else if (kind < 70)
+        } else if (kind < 700) {
             setParameter();
-        else if (kind == 70 && mRandom() % 5 == 0)
+        } else if (kind < 702) {
             setSampleRate();
-        else if (kind < 72) {
+        } else if (kind < 712) {
             mHostile->resetParameters();
             mTwin->resetParameters();
-        } else
-            query(kind % 9);
+        } else {
+            query(mRandom() % 9);
+        }
     }
 
     // Both engines deleted and made anew, with the twin's parameters and the rate.
@@ -211,7 +215,7 @@ private:
             if (mRate != 0)
                 (*engine)->setSampleRate(mRate);
         }
-        mOperations += 3 + kNumParameters + (mRate != 0);
+        mOperations += 2 + kNumParameters + (mRate != 0);
         ++mRenewals;
         mDiverged = false;
         mSinceReset = 0;
@@ -255,15 +259,16 @@ private:
         const int rate = randomRate(mRandom);
         ++mRateCalls;
         mHostile->setSampleRate(rate);
-        if (isSupportedRate(rate)) {
-            mTwin->setSampleRate(rate);
-            mRate = rate;
-            ++mRateChanges;
-            // Both start afresh with the same hiss: whatever came before is gone.
-            mSinceBad = -1;
-            mDiverged = false;
-            mSinceReset = 0;
+        if (!isSupportedRate(rate)) {
+            ++mRatesRefused;
+            return;
         }
+        mTwin->setSampleRate(rate);
+        mRate = rate;
+        // Both start afresh with the same hiss: whatever came before is gone.
+        mSinceBad = -1;
+        mDiverged = false;
+        mSinceReset = 0;
     }
 
     void query(unsigned inKind)
@@ -364,9 +369,8 @@ private:
         trackRecovery(hostileOut, twinOut, doneChannels, done, bad);
     }
 
-    // From the last bad sample on, counts samples and, where the twin heard
-    // silence for them, wants equal outputs. From 50 ms on it sums the twin's
-    // level and the difference over 10 ms, then compares them once.
+    // From the last bad sample on, counts samples; from 50 ms on it sums both
+    // levels over 10 ms, then compares them once.
     void trackRecovery(const float (&inHostile)[kHostChannels][kHostSamples],
                        const float (&inTwin)[kHostChannels][kHostSamples], int inChannels, int inSamples, bool inBad)
     {
@@ -438,7 +442,7 @@ private:
     double mTwinEnergy[2] = {}, mHostileEnergy[2] = {};
     double mWorstRecovery = 0.0;  // dB
     long mOperations = 0, mProcessCalls = 0, mSamples = 0, mHostileSamples = 0;
-    long mRateCalls = 0, mRateChanges = 0, mRecoveryChecks = 0, mRenewals = 0;
+    long mRateCalls = 0, mRatesRefused = 0, mRecoveryChecks = 0, mRenewals = 0;
 };
 
 } // namespace
