@@ -13,11 +13,11 @@
 // run concurrently from a control thread; setSampleRate must not overlap
 // process.
 //
-// Bad arguments are reported (to standard error unless the host installs its
-// own notice handler) and then made safe: a NaN parameter value changes
-// nothing, a value outside 0..1 counts as the nearer end, a rate outside
-// kQ38MinSampleRate..kQ38MaxSampleRate is refused and the engine keeps the
-// rate it had. Input samples that are not finite, or beyond
+// Bad arguments are reported on standard error (and in the file that the
+// environment variable Q38_ASSERT_LOG names) and then made safe: a NaN
+// parameter value changes nothing, a value outside 0..1 counts as the nearer
+// end, a rate outside kQ38MinSampleRate..kQ38MaxSampleRate is refused and the
+// engine keeps the rate it had. Input samples that are not finite, or beyond
 // +-kQ38InputSampleLimit, are silence for the model.
 
 #if defined(_WIN32)

@@ -1,5 +1,6 @@
-# Fails unless every object of the library calls into ThreadSanitizer, so that
-# the concurrency test, which links it, has the engine's own memory accesses
+# Fails unless every object of the library is built for ThreadSanitizer (each
+# such object starts the sanitizer's runtime, __tsan_init), so that the
+# concurrency test, which links it, has the engine's own memory accesses
 # watched and not only its own.
 #
 # Variables: NM, LIBRARY (the static library the tests link).
@@ -12,9 +13,10 @@ string(REGEX MATCHALL "[^:\n]+\\.o:" members "${symbols}")
 list(REMOVE_DUPLICATES members)
 set(instrumented 0)
 foreach(member IN LISTS members)
-  string(REGEX MATCH "${member}[^\n]* U __tsan_func_entry" found "${symbols}")
+  string(REGEX MATCH "${member}[^\n]* U __tsan_init\n" found "${symbols}")
   if(NOT found)
-    message(FATAL_ERROR "${member} of ${LIBRARY} is not built for ThreadSanitizer")
+    string(REPLACE ":" "" name "${member}")
+    message(FATAL_ERROR "${name} of ${LIBRARY} is not built for ThreadSanitizer")
   endif()
   math(EXPR instrumented "${instrumented} + 1")
 endforeach()
