@@ -72,7 +72,8 @@ public:
     // Writes the default of every parameter; computes nothing.
     virtual void resetParameters() = 0;
     // Resets all audio state and redesigns every filter for the rate. Until
-    // the first supported rate, process passes its input through.
+    // the first supported rate, process passes its input through and the
+    // meters read 0.
     virtual void setSampleRate(int inSampleRate) = 0;
     virtual void setParameter(int inParameterId, float inNormalizedValue) = 0;
     virtual float getParameterValue(int inParameterId) = 0;
