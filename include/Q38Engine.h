@@ -12,6 +12,13 @@
 // Threads: process runs on one audio thread; setParameter and the queries may
 // run concurrently from a control thread; setSampleRate must not overlap
 // process.
+//
+// Bad arguments are reported on standard error (and in the file that the
+// environment variable Q38_ASSERT_LOG names) and then made safe: a NaN
+// parameter value changes nothing, a value outside 0..1 counts as the nearer
+// end, a rate outside kQ38MinSampleRate..kQ38MaxSampleRate is refused and the
+// engine keeps the rate it had. Input samples that are not finite, or beyond
+// +-kQ38InputSampleLimit, are silence for the model.
 
 #if defined(_WIN32)
 #define Q38_API __declspec(dllexport)
@@ -21,6 +28,11 @@
 
 constexpr int kQ38MaxBufferSize = 32;
 constexpr int kQ38MaxNumChannels = 2;
+// The sample rates the model is designed and tested for, in Hz.
+constexpr int kQ38MinSampleRate = 8000;
+constexpr int kQ38MaxSampleRate = 384000;
+// +60 dBFS: no real signal comes near it; a sample beyond it is corrupt data.
+constexpr float kQ38InputSampleLimit = 1000.0f;
 
 enum Q38ParameterIds : int
 {
@@ -59,7 +71,9 @@ public:
     virtual ~Q38Engine() {}
     // Writes the default of every parameter; computes nothing.
     virtual void resetParameters() = 0;
-    // Resets all audio state and redesigns every filter for the rate.
+    // Resets all audio state and redesigns every filter for the rate. Until
+    // the first supported rate, process passes its input through and the
+    // meters read 0.
     virtual void setSampleRate(int inSampleRate) = 0;
     virtual void setParameter(int inParameterId, float inNormalizedValue) = 0;
     virtual float getParameterValue(int inParameterId) = 0;

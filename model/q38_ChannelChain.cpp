@@ -1,6 +1,7 @@
 #include "q38_ChannelChain.h"
 
 #include "q38_Lanes.h"
+#include "q38_SampleRateSetup.h"
 #include "q38_Sections.h"
 #include "q38_TubeStages.h"
 
@@ -334,6 +335,35 @@ struct ToneMemories
     }
 };
 
+// Whether every value that the channel carries to the next block is finite:
+// its memories, glides and tone blend (the meter is held to 0..1 whatever it
+// reads). A coefficient that is not finite makes its section's memory so at
+// the next sample, whatever the sample, so the memories tell for the
+// coefficients too. x - x is 0 for a finite x and NaN for the rest, and a sum
+// is finite only if every term is (a sum of huge values that overflows fails
+// as well); the sum is a tree, for a short chain of additions.
+bool isFinite(const ChannelState& inState)
+{
+    const ChannelState& s = inState;
+    const double amplifier =
+        ((s.mDcBlock.mMemory + s.mEnvelope) + (s.mBiasGain + s.mBassLift.mMemory))
+        + ((s.mPreEmphasis.mMemory + s.mDeEmphasis.mMemory) + (s.mHighPassFirstOrder.mMemory + s.mToneMix));
+    const double highPass = ((s.mHighPassSecondOrder.mMemory1 + s.mHighPassSecondOrder.mMemory2)
+                             + (s.mCouplingHighPass.mMemory1 + s.mCouplingHighPass.mMemory2))
+                            + ((s.mBiasLowPassMemory + s.mBiasShift) + (s.mBiasFloor + s.mBiasFeedback));
+    const double core = ((s.mInfrasonicHighPass.mMemory1 + s.mInfrasonicHighPass.mMemory2)
+                         + (s.mFirstLowPass.mMemory1 + s.mFirstLowPass.mMemory2))
+                        + ((s.mSecondLowPass.mMemory1 + s.mSecondLowPass.mMemory2)
+                           + (s.mAmplifierCore.mState + s.mAmplifierCore.mPrevious));
+    const double tone = ((s.mLowShelf.mMemory1 + s.mLowShelf.mMemory2) + (s.mHighShelf.mMemory1 + s.mHighShelf.mMemory2))
+                        + ((s.mFirstBell.mMemory1 + s.mFirstBell.mMemory2)
+                           + (s.mSecondBell.mMemory1 + s.mSecondBell.mMemory2));
+    const double ramps =
+        (s.mOutputCore.mState + s.mOutputCore.mPrevious) + (s.mInputRamp.mCurrent + s.mOutputRamp.mCurrent);
+    const double sum = ((amplifier + highPass) + (core + tone)) + ramps;
+    return sum - sum == 0.0;
+}
+
 // One pass of the per-channel chain over a block, for one model channel or
 // both at once: hiss, input ramp, amplifier, tone blend, output ramp, from
 // ioChannels[c] back into it.
@@ -422,11 +452,22 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     }
 
     amplifier.store(inLanes);
+    bool holdsNonFinite[NumLanes];
     for (int c = 0; c < NumLanes; ++c) {
         ChannelState& state = *inLanes.mStates[c];
         state.mInputRamp.mCurrent = lane<NumLanes>(inGain, c);
         state.mOutputRamp.mCurrent = lane<NumLanes>(outGain, c);
         finishToneBlend(state, lane<NumLanes>(mix, c));
+        holdsNonFinite[c] = !isFinite(state);
+    }
+    // Finite input and coefficients keep every value finite. Should one ever
+    // not be, the channel starts afresh from the next block, and this block
+    // of it is silence rather than whatever it holds.
+    for (int c = 0; c < NumLanes; ++c) {
+        if (holdsNonFinite[c]) [[unlikely]] {
+            clearChannelMemories(*inLanes.mStates[c]);
+            std::fill(ioChannels[c], ioChannels[c] + n, 0.0);
+        }
     }
 }
 

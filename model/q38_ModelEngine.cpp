@@ -10,6 +10,8 @@
 #include "vector/vector_Primitives.h"
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <cstring>
 #include <new>
 
@@ -31,6 +33,38 @@ void copyText(const char* inText, char* outText, int inMaxLength)
     if (outText == nullptr || inMaxLength <= 0)
         return;
     std::strncpy(outText, inText, static_cast<std::size_t>(inMaxLength));
+}
+
+bool isSupportedSampleRate(int inSampleRate)
+{
+    return inSampleRate >= kQ38MinSampleRate && inSampleRate <= kQ38MaxSampleRate;
+}
+
+// Whether every sample is finite and within the limit. The magnitude of a
+// float orders like the integer of its bits, with the infinities and NaNs
+// above every finite value: integer tests, which the compiler may run on
+// many samples at once.
+bool isAudio(const float* const* inChannels, int inNumChannels, int inNumSamples)
+{
+    constexpr std::int32_t kLimitBits = std::bit_cast<std::int32_t>(kQ38InputSampleLimit);
+    std::int32_t beyond = 0;
+    for (int c = 0; c < inNumChannels; ++c)
+        for (int i = 0; i < inNumSamples; ++i)
+            beyond |= (std::bit_cast<std::int32_t>(inChannels[c][i]) & 0x7FFFFFFF) > kLimitBits;
+    return beyond == 0;
+}
+
+// Samples that are no audio become silence for the model. The dry signal
+// keeps the finite ones, so that a bypass stays bit-exact, and loses the rest.
+void guardInput(double* const* ioDry, double* const* outModelInput, int inNumChannels, int inNumSamples)
+{
+    for (int c = 0; c < inNumChannels; ++c) {
+        for (int i = 0; i < inNumSamples; ++i) {
+            const double x = std::isfinite(ioDry[c][i]) ? ioDry[c][i] : 0.0;
+            ioDry[c][i] = x;
+            outModelInput[c][i] = std::fabs(x) <= kQ38InputSampleLimit ? x : 0.0;
+        }
+    }
 }
 
 template <typename Block>
@@ -88,6 +122,14 @@ void Q38PrivateEngine::resetParameters()
 void Q38PrivateEngine::setSampleRate(int inSampleRate)
 {
     Q38_ASSERT_MSG(kInterfaceLevel, inSampleRate > 0, "inSampleRate > 0", "Invalid sample rate: " << inSampleRate);
+    if (inSampleRate > 0)
+        Q38_ASSERT_MSG(kInterfaceLevel, isSupportedSampleRate(inSampleRate),
+                       "inSampleRate >= kQ38MinSampleRate && inSampleRate <= kQ38MaxSampleRate",
+                       "Unsupported sample rate: " << inSampleRate);
+    // A refused rate changes nothing: the engine goes on at the rate it has,
+    // or passes audio through until it gets its first.
+    if (!isSupportedSampleRate(inSampleRate))
+        return;
 
     // The rate reaches the model through single precision.
     const float sampleRate = static_cast<float>(inSampleRate);
@@ -108,15 +150,27 @@ void Q38PrivateEngine::setParameter(int inParameterId, float inNormalizedValue)
     Q38_CHECK_PARAMETER_ID(inParameterId);
     Q38_CHECK_NORMALIZED_VALUE(inNormalizedValue);
 
+    // After the report a NaN changes nothing, and a value beyond 0..1 counts
+    // as the nearer end.
+    if (std::isnan(inNormalizedValue))
+        return;
+    const float value = std::clamp(inNormalizedValue, 0.0f, 1.0f);
     // An unknown id has no slot to store into; it still publishes below.
     if (isValidParameterId(inParameterId))
-        mParameters[inParameterId].store(inNormalizedValue, std::memory_order_relaxed);
+        mParameters[inParameterId].store(value, std::memory_order_relaxed);
 
     mCoefficientMutex.lock();
+    // Read under the lock, so that a first setSampleRate either sees the value
+    // stored above or has published before this reads its rate.
+    const double sampleRate = static_cast<double>(mSampleRate.load(std::memory_order_relaxed));
+    if (sampleRate == 0.0) {
+        // Nothing to design for yet: the first rate computes every group.
+        mCoefficientMutex.unlock();
+        return;
+    }
     ModelCoefficients& edit = *mEditCoefficients;
     float parameters[kNumParameters];
     readParameters(parameters);
-    const double sampleRate = static_cast<double>(mSampleRate.load(std::memory_order_relaxed));
 
     // Only the group that the parameter touches is redesigned. "Enable Eq"
     // decides whether the high-pass is in, and both decide whether the
@@ -245,21 +299,36 @@ void Q38PrivateEngine::process(const float* const* inInputs, float* const* inOut
     for (int c = 0; c < numChannels; ++c)
         vectorFloatToDouble(inInputs[c], dry.channel(c), numSamples);
 
+    const double* const* modelInput = dry.channelPointers();
+    double guarded[kQ38MaxNumChannels][kQ38MaxBufferSize];
+    double* const guardedChannels[kQ38MaxNumChannels] = {guarded[0], guarded[1]};
+    if (!isAudio(inInputs, numChannels, numSamples)) [[unlikely]] {
+        guardInput(dry.channelPointers(), guardedChannels, numChannels, numSamples);
+        modelInput = guardedChannels;
+    }
+
+    if (mSampleRate.load(std::memory_order_relaxed) == 0.0f) {
+        // No rate, no model: the input passes.
+        for (int c = 0; c < numChannels; ++c)
+            vectorDoubleToFloat(dry.channel(c), inOutputs[c], numSamples);
+        return;
+    }
+
     {
         std::lock_guard<std::mutex> lock(mCoefficientMutex);
         std::memcpy(&audioCoefficients(), mPublishedCoefficients, sizeof(ModelCoefficients));
     }
 
-    processWithFade(dry.channelPointers(), wet.channelPointers(), numSamples, numChannels, audioCoefficients(),
-                    *mModelState);
+    processWithFade(dry.channelPointers(), modelInput, wet.channelPointers(), numSamples, numChannels,
+                    audioCoefficients(), *mModelState);
 
     for (int c = 0; c < numChannels; ++c)
         vectorDoubleToFloat(wet.channel(c), inOutputs[c], numSamples);
 }
 
-void Q38PrivateEngine::processWithFade(const double* const* inDry, double* const* ioWet, int inNumSamples,
-                                       int inNumChannels, const ModelCoefficients& inCoefficients,
-                                       ModelState& ioState)
+void Q38PrivateEngine::processWithFade(const double* const* inDry, const double* const* inModelInput,
+                                       double* const* ioWet, int inNumSamples, int inNumChannels,
+                                       const ModelCoefficients& inCoefficients, ModelState& ioState)
 {
     double g;
     if (ioState.mFadePending) {
@@ -271,7 +340,7 @@ void Q38PrivateEngine::processWithFade(const double* const* inDry, double* const
     }
 
     if (inCoefficients.mEffectEnabled || g > 0.0) {
-        processModel(inDry, ioWet, inNumSamples, inNumChannels, inCoefficients, ioState);
+        processModel(inModelInput, ioWet, inNumSamples, inNumChannels, inCoefficients, ioState);
         g = ioState.mFade;
     } else {
         // The chain is skipped and the mix below runs at g = 0. A wet signal
@@ -297,7 +366,8 @@ float Q38PrivateEngine::getMeterValue(int inMeterId)
     const bool valid = static_cast<unsigned>(inMeterId) < static_cast<unsigned>(kNumMeters);
     Q38_ASSERT_MSG(kInterfaceLevel, valid, "inMeterId >= 0 && inMeterId < Q38MeterIds::kNumMeters",
                    "Invalid meter ID: " << inMeterId);
-    if (!valid)
+    // Before the first rate the model holds nothing to read.
+    if (!valid || mSampleRate.load(std::memory_order_relaxed) == 0.0f)
         return 0.0f;
     // Written once per block by the audio thread; the last finished block is all we want.
     std::atomic_ref<double> activity(mModelState->mChannel[inMeterId].mActivity);

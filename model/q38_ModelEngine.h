@@ -55,9 +55,11 @@ private:
     void publishCoefficients();
 
     // The fade between the dry input and the chain's result; runs the chain
-    // unless the effect is off and the fade has died away.
-    void processWithFade(const double* const* inDry, double* const* ioWet, int inNumSamples, int inNumChannels,
-                         const ModelCoefficients& inCoefficients, ModelState& ioState);
+    // on inModelInput (the dry input, or its guarded copy) unless the effect
+    // is off and the fade has died away.
+    void processWithFade(const double* const* inDry, const double* const* inModelInput, double* const* ioWet,
+                         int inNumSamples, int inNumChannels, const ModelCoefficients& inCoefficients,
+                         ModelState& ioState);
 
     // The audio thread's private copy of the published block.
     ModelCoefficients& audioCoefficients() { return *mCoefficientStorage[kAudioBlock]; }

@@ -37,46 +37,34 @@ void resetGainRamp(GainRamp& outRamp)
     outRamp.mLogSpan = 2.0 * std::log(outRamp.mUpRatio);
 }
 
+// A fixed section keeps its design; only its memory goes.
+void clearMemory(FirstOrderSection& outSection)
+{
+    outSection.mMemory = 0.0;
+}
+
+void clearMemory(Biquad& outSection)
+{
+    outSection.mMemory1 = 0.0;
+    outSection.mMemory2 = 0.0;
+}
+
 void resetChannel(ChannelState& outChannel, const MonotonicClock& inClock)
 {
-    resetGainRamp(outChannel.mInputRamp);
+    clearChannelMemories(outChannel);
     // Each channel reads the clock once, so the two hiss sequences differ.
     outChannel.mHissState = inClock.mReadNanoseconds(inClock.mContext) & 0xFFFFFFFFull;
-    resetGainRamp(outChannel.mOutputRamp);
 
-    outChannel.mToneMix = 0.0;
-    outChannel.mToneMixPending = 1;
+    // The identity until prepareModel designs them for the rate.
+    for (FirstOrderSection* section : {&outChannel.mDcBlock, &outChannel.mBassLift})
+        resetSection(*section);
+    for (Biquad* section : {&outChannel.mFirstBell, &outChannel.mSecondBell, &outChannel.mInfrasonicHighPass,
+                            &outChannel.mFirstLowPass, &outChannel.mSecondLowPass})
+        resetSection(*section);
+    // The shapers and the envelope's limits do not depend on the rate.
     dsp::designRationalTanhShaper(outChannel.mOutputTanh, 1.535714, 0.0, 0.0);
-    resetSection(outChannel.mHighShelf);
-    resetSection(outChannel.mLowShelf);
-    resetSection(outChannel.mFirstBell);
-    resetSection(outChannel.mSecondBell);
-    outChannel.mOutputCore.mState = 0.0;
-    outChannel.mOutputCore.mPrevious = 0.0;
-
-    resetSection(outChannel.mDcBlock);
     dsp::designClipLimits(outChannel.mEnvelopeClip, -13.0, -13.0, true, true);
-    outChannel.mEnvelope = 0.0;
-    outChannel.mBiasGain = 1.0;
-    outChannel.mBiasGainPending = 1;
-    resetSection(outChannel.mBassLift);
-    resetSection(outChannel.mPreEmphasis);
-    resetSection(outChannel.mDeEmphasis);
-    resetSection(outChannel.mHighPassFirstOrder);
-    resetSection(outChannel.mHighPassSecondOrder);
-    resetSection(outChannel.mCouplingHighPass);
-    // These two glides have no pending flag: they rise from 0 after a reset.
-    outChannel.mBiasLowPassMemory = 0.0;
-    outChannel.mBiasShift = 0.0;
-    outChannel.mBiasFloor = 0.0;
-    outChannel.mBiasFeedback = 0.0;
-    resetSection(outChannel.mInfrasonicHighPass);
-    resetSection(outChannel.mFirstLowPass);
-    resetSection(outChannel.mSecondLowPass);
     dsp::designSoftKneeShaper(outChannel.mAmplifierCore.mShaper, -55.428799, 0.035712, 0.136578, 0.0, 0.0);
-    outChannel.mAmplifierCore.mState = 0.0;
-    outChannel.mAmplifierCore.mPrevious = 0.0;
-    std::atomic_ref<double>(outChannel.mActivity).store(0.0, std::memory_order_relaxed);
 }
 
 void resetMatrixGlide(MatrixGlideState& outGlide)
@@ -131,6 +119,43 @@ void prepareChannel(ChannelState& ioChannel, double inSampleRate)
 }
 
 } // namespace
+
+void clearChannelMemories(ChannelState& outChannel)
+{
+    resetGainRamp(outChannel.mInputRamp);
+    resetGainRamp(outChannel.mOutputRamp);
+
+    outChannel.mToneMix = 0.0;
+    outChannel.mToneMixPending = 1;
+    resetSection(outChannel.mHighShelf);
+    resetSection(outChannel.mLowShelf);
+    clearMemory(outChannel.mFirstBell);
+    clearMemory(outChannel.mSecondBell);
+    outChannel.mOutputCore.mState = 0.0;
+    outChannel.mOutputCore.mPrevious = 0.0;
+
+    clearMemory(outChannel.mDcBlock);
+    outChannel.mEnvelope = 0.0;
+    outChannel.mBiasGain = 1.0;
+    outChannel.mBiasGainPending = 1;
+    clearMemory(outChannel.mBassLift);
+    resetSection(outChannel.mPreEmphasis);
+    resetSection(outChannel.mDeEmphasis);
+    resetSection(outChannel.mHighPassFirstOrder);
+    resetSection(outChannel.mHighPassSecondOrder);
+    resetSection(outChannel.mCouplingHighPass);
+    // These two glides have no pending flag: they rise from 0 after a reset.
+    outChannel.mBiasLowPassMemory = 0.0;
+    outChannel.mBiasShift = 0.0;
+    outChannel.mBiasFloor = 0.0;
+    outChannel.mBiasFeedback = 0.0;
+    clearMemory(outChannel.mInfrasonicHighPass);
+    clearMemory(outChannel.mFirstLowPass);
+    clearMemory(outChannel.mSecondLowPass);
+    outChannel.mAmplifierCore.mState = 0.0;
+    outChannel.mAmplifierCore.mPrevious = 0.0;
+    std::atomic_ref<double>(outChannel.mActivity).store(0.0, std::memory_order_relaxed);
+}
 
 MonotonicClock systemMonotonicClock()
 {

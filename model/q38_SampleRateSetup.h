@@ -20,6 +20,11 @@ MonotonicClock systemMonotonicClock();
 // pending flag set, meters at 0. Reads the clock once per channel.
 void resetModel(ModelState& outState, const MonotonicClock& inClock);
 
+// Clears one channel's signal memories and glides as the reset does (pending
+// flags set, meter at 0), keeping its fixed designs and its hiss sequence.
+// Allocates nothing: the audio thread uses it to revive a channel.
+void clearChannelMemories(ChannelState& outChannel);
+
 // The fixed designs and time constants for a sample rate.
 void prepareModel(ModelState& ioState, double inSampleRate);
 

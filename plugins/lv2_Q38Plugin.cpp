@@ -13,7 +13,6 @@
 #include <lv2/core/lv2.h>
 
 #include <cerrno>
-#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -60,7 +59,8 @@ void cleanup(LV2_Handle inInstance)
 
 LV2_Handle instantiate(double inSampleRate, int inNumChannels)
 {
-    if (!(inSampleRate >= 1.0 && inSampleRate <= INT_MAX))
+    // A host at a rate the engine is not made for gets no instance.
+    if (!(inSampleRate >= kQ38MinSampleRate && inSampleRate <= kQ38MaxSampleRate))
         return nullptr;
     Plugin* plugin = new (std::nothrow) Plugin{};
     if (plugin == nullptr)

@@ -11,7 +11,6 @@ packages=(
   lv2-dev liblilv-dev lilv-utils sordi
   libcli11-dev libcairo2-dev libebur128-dev libsoxr-dev
   python3-dev pybind11-dev python3-numpy python3-pytest python3-distributed
-  clang libclang-rt-14-dev
 )
 
 missing=()

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 namespace {
@@ -81,8 +82,13 @@ TEST(Allocation, ProcessAndParameterChangesAllocateNothing)
     std::vector<float> left = randomSignal(32, 0.5f, 51), right = randomSignal(32, 0.5f, 52);
     float* channels[2] = {left.data(), right.data()};
     char text[32];
+    q38::ChannelState& second = EngineInspector::state(engine).mChannel[1];
     EXPECT_EQ(countWhile([&] {
                   for (int block = 0; block < 2000; ++block) {
+                      // Now and then a bad sample, and once a channel to revive.
+                      left[block % 32] = block % 5 == 0 ? std::numeric_limits<float>::quiet_NaN() : 0.25f;
+                      if (block == 1000)
+                          second.mOutputCore.mState = std::numeric_limits<double>::infinity();
                       engine.process(channels, channels, block % 7 == 0 ? 1 : 2, 1 + block % 32);
                       // Every group redesigned, the effect faded out into bypass and back in.
                       const int id = block % kNumParameters;

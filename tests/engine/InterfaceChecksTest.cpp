@@ -78,7 +78,7 @@ TEST(InterfaceChecks, IdsAreTestedUnsigned)
                                                          interfaceNotice(kValueExpression, "Invalid normalized value: 2")}));
 }
 
-TEST(InterfaceChecks, ValuesOutsideTheRangeAreReportedStoredAndUsed)
+TEST(InterfaceChecks, BadValuesAreReportedThenIgnoredOrHeldToTheRange)
 {
     NoticeCapture capture;
     q38::Q38PrivateEngine engine;
@@ -90,21 +90,27 @@ TEST(InterfaceChecks, ValuesOutsideTheRangeAreReportedStoredAndUsed)
     const auto expectValueNotice = [&](const std::string& inValue) {
         expectOneInterfaceNotice(capture, kValueExpression, "Invalid normalized value: " + inValue);
     };
-    engine.setParameter(kCh1InputGain, 1.5f);
-    expectValueNotice("1.5");
-    EXPECT_EQ(engine.getParameterValue(kCh1InputGain), 1.5f);
-    // The stored query runs the explicit one, which reports again and extrapolates.
-    EXPECT_EQ(engine.getPhysicalValue(kCh1InputGain), 1.5f * 73.0f + 3.0f);
-    expectValueNotice("1.5");
+    const float infinity = std::numeric_limits<float>::infinity();
+    // Each from a stored 0.25: a NaN leaves it, anything else lands on the nearer end.
+    const struct
+    {
+        float mValue;
+        const char* mText;
+        float mStored;
+    } rows[] = {{1.5f, "1.5", 1.0f},       {-1e-7f, "-1e-07", 0.0f},    {1.0000001f, "1", 1.0f},
+                {5.0f, "5", 1.0f},         {-5.0f, "-5", 0.0f},         {infinity, "inf", 1.0f},
+                {-infinity, "-inf", 0.0f}, {std::nanf(""), "nan", 0.25f}};
+    for (const auto& row : rows) {
+        engine.setParameter(kCh1OutputTrim, 0.25f);
+        engine.setParameter(kCh1OutputTrim, row.mValue);
+        expectValueNotice(row.mText);
+        EXPECT_EQ(engine.getParameterValue(kCh1OutputTrim), row.mStored) << row.mText;
+    }
+    // What is stored is in range, so its queries have nothing to report.
+    EXPECT_EQ(engine.getPhysicalValue(kCh1OutputTrim), -12.0f);
+    EXPECT_TRUE(capture.empty());
 
-    engine.setParameter(kCh1OutputTrim, std::nanf(""));
-    expectValueNotice("nan");
-    EXPECT_TRUE(std::isnan(engine.getParameterValue(kCh1OutputTrim)));
-    engine.setParameter(kCh2OutputTrim, -1e-7f);
-    expectValueNotice("-1e-07");
-    engine.setParameter(kEnableEffect, 1.0000001f);
-    expectValueNotice("1");
-
+    // A query's own value is reported and used as given.
     char text[16];
     engine.getValueText(kCh1HighPassFreq, 7.0f, text, sizeof text);
     expectValueNotice("7");
@@ -116,20 +122,25 @@ TEST(InterfaceChecks, ValuesOutsideTheRangeAreReportedStoredAndUsed)
     expectValueNotice("-1");
 }
 
-TEST(InterfaceChecks, SampleRateMustBePositiveAndTravelsAsAFloat)
+TEST(InterfaceChecks, RatesOutsideTheSupportedRangeAreReportedAndRefused)
 {
     NoticeCapture capture;
     q38::Q38PrivateEngine engine;
-    engine.setSampleRate(0);
-    // The model's designs may report at their own level on a rate of 0.
-    ASSERT_FALSE(capture.empty());
-    EXPECT_EQ(capture.notices()[0].mLevel, 3u);
-    EXPECT_EQ(texts(capture)[0], interfaceNotice("inSampleRate > 0", "Invalid sample rate: 0"));
-    EXPECT_EQ(EngineInspector::sampleRate(engine), 0.0f);
-    engine.setSampleRate(16777217);
-    EXPECT_EQ(EngineInspector::sampleRate(engine), 16777216.0f);
-    engine.setSampleRate(192000);
-    EXPECT_EQ(EngineInspector::sampleRate(engine), 192000.0f);
+    const std::string range = "inSampleRate >= kQ38MinSampleRate && inSampleRate <= kQ38MaxSampleRate";
+    for (const int previous : {0, 8000, 384000}) {
+        if (previous != 0)
+            engine.setSampleRate(previous);
+        EXPECT_TRUE(capture.empty());
+        for (const int rate : {0, -1, std::numeric_limits<int>::min(), 7999, 384001, 16777217}) {
+            engine.setSampleRate(rate);
+            const std::string number = std::to_string(rate);
+            if (rate <= 0)
+                expectOneInterfaceNotice(capture, "inSampleRate > 0", "Invalid sample rate: " + number);
+            else
+                expectOneInterfaceNotice(capture, range, "Unsupported sample rate: " + number);
+            EXPECT_EQ(EngineInspector::sampleRate(engine), static_cast<float>(previous));
+        }
+    }
 }
 
 TEST(InterfaceChecks, ProcessReportsBadCountsAndStaysInsideItsBuffers)

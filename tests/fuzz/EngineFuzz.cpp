@@ -1,0 +1,475 @@
+// A hostile host, at random: sequences of all thirteen operations of the
+// engine with random ids, values, rates, channel counts, block sizes and
+// samples (NaN, infinities, huge values, denormals, hot and ordinary audio).
+//
+// A twin engine gets the same calls as a careful host would make them: the
+// value that a bad one is held to, no refused rate, no bad count, and
+// ordinary samples. After every process every output sample must be finite
+// and every meter in 0..1, and as long as the two have heard the same, their
+// outputs are equal bit for bit. Bad samples come in storms, each meeting
+// engines that have run for 100 ms since their last reset. In a short storm
+// (at most 2 ms of bad samples) the twin hears the ordinary signal in their
+// place, and 50 ms after the last bad sample the output must have the twin's
+// level within 0.5 dB. In a long one the twin hears silence in their place,
+// as the model does, so the two go on being equal. After each storm the two
+// are reset together, now and then made anew.
+//
+//   q38_engine_fuzz --operations 10000000 --seed 1
+
+#include "Q38Engine.h"
+#include "Q38EngineHooks.h"
+#include "core/core_Assert.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <bit>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+
+namespace {
+
+constexpr int kHostChannels = 3;       // one more than the engine takes
+constexpr int kHostSamples = 40;       // more than a block
+constexpr double kRecoverySeconds = 0.05;
+constexpr double kWindowSeconds = 0.01;
+constexpr double kLevelTolerance = 0.5;  // dB
+// Level differences are measured against no less than this (-80 dBFS).
+constexpr double kQuiet = 1e-4;
+
+struct Failure : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+// An ordinary signal per channel: a sine, noise, silence or denormals, at
+// ordinary levels or, between storms, hot up to the engine's input limit.
+struct Source
+{
+    enum Kind { kSine, kNoise, kSilence, kDenormal } mKind = kSine;
+    double mAmplitude = 0.5;
+    double mPhase = 0.0;
+    double mStep = 0.05;
+
+    float next(std::mt19937_64& ioRandom)
+    {
+        std::uniform_real_distribution<double> unit(-1.0, 1.0);
+        switch (mKind) {
+        case kSine:
+            mPhase += mStep;
+            return static_cast<float>(mAmplitude * std::sin(mPhase));
+        case kNoise:
+            return static_cast<float>(mAmplitude * unit(ioRandom));
+        case kSilence:
+            return (ioRandom() & 1) ? 0.0f : -0.0f;
+        case kDenormal:
+            return static_cast<float>(1e-40 * unit(ioRandom));
+        }
+        return 0.0f;
+    }
+};
+
+float hostileSample(std::mt19937_64& ioRandom)
+{
+    constexpr float kMax = std::numeric_limits<float>::max();
+    const float values[] = {std::numeric_limits<float>::quiet_NaN(),
+                            -std::numeric_limits<float>::quiet_NaN(),
+                            std::bit_cast<float>(0x7F800001u),  // a signalling NaN
+                            std::bit_cast<float>(0xFFC12345u),  // a NaN with a payload
+                            std::numeric_limits<float>::infinity(),
+                            -std::numeric_limits<float>::infinity(),
+                            1e30f,
+                            -1e30f,
+                            kMax,
+                            -kMax,
+                            std::nextafter(kQ38InputSampleLimit, kMax),
+                            -std::nextafter(kQ38InputSampleLimit, kMax)};
+    return values[ioRandom() % std::size(values)];
+}
+
+float randomValue(std::mt19937_64& ioRandom)
+{
+    const float values[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                            -std::numeric_limits<float>::infinity(), -5.0f, 5.0f, 1e30f, -0.0f,
+                            std::numeric_limits<float>::denorm_min(), 1.0000001f, -1e-7f};
+    if (ioRandom() % 4 == 0)
+        return values[ioRandom() % std::size(values)];
+    return std::uniform_real_distribution<float>(ioRandom() % 3 == 0 ? -0.5f : 0.0f, 1.0f)(ioRandom);
+}
+
+int randomRate(std::mt19937_64& ioRandom)
+{
+    const int rates[] = {0, -1, std::numeric_limits<int>::min(), std::numeric_limits<int>::max(), 1, 7999, 8000,
+                         22050, 44100, 48000, 96000, 192000, 384000, 384001, 768000};
+    if (ioRandom() % 4 == 0)
+        return std::uniform_int_distribution<int>(-1000, 1000000)(ioRandom);
+    return rates[ioRandom() % std::size(rates)];
+}
+
+int randomId(std::mt19937_64& ioRandom)
+{
+    return ioRandom() % 8 == 0 ? std::uniform_int_distribution<int>(-3, 20)(ioRandom)
+                               : static_cast<int>(ioRandom() % kNumParameters);
+}
+
+bool isSupportedRate(int inRate)
+{
+    return inRate >= kQ38MinSampleRate && inRate <= kQ38MaxSampleRate;
+}
+
+class Fuzz
+{
+public:
+    explicit Fuzz(std::uint64_t inSeed)
+        : mSeed(inSeed), mRandom(inSeed), mHostile(createQ38Engine()), mTwin(createQ38Engine())
+    {
+        for (Q38Engine* engine : {mHostile.get(), mTwin.get()})
+            q38FixHissSeed(engine, inSeed);
+    }
+
+    void run(long inOperations)
+    {
+        while (mOperations < inOperations) {
+            // Calm stretches, storms of bad samples, and after each storm the
+            // same signal until its recovery has been checked.
+            const long rate = std::max(mRate, kQ38MinSampleRate);
+            // A storm meets an engine that has run for 100 ms since its
+            // reset, past the glides that every reset starts.
+            if (mPhase == kCalm && mPhaseSamples > mCalmLength && mSinceReset > rate / 10) {
+                startStorm();
+            } else if (mPhase == kStorm && mOperations >= mStormEnd) {
+                mPhase = kRecovery;
+            } else if (mPhase == kRecovery && (mSinceBad < 0 || mPhaseSamples > rate)) {
+                // The slow memories of the model keep a trace of every storm:
+                // the next one starts from equal engines again, now and then
+                // from new ones.
+                if (mRandom() % 8 == 0)
+                    renew();
+                else if (mDiverged && mRate != 0) {
+                    ++mOperations;
+                    for (Q38Engine* engine : {mHostile.get(), mTwin.get()})
+                        engine->setSampleRate(mRate);
+                    mDiverged = false;
+                    mSinceReset = 0;
+                }
+                mPhase = kCalm;
+                mPhaseSamples = 0;
+                mCalmLength = static_cast<long>(mRandom() % (rate / 2));
+                for (Source& source : mSources)
+                    pickSource(source, true);
+            }
+            step();
+        }
+    }
+
+    void report(std::ostream& ioStream, double inSeconds) const
+    {
+        ioStream << mOperations << " operations: " << mProcessCalls << " process calls on " << mSamples
+                 << " sample frames with " << mHostileSamples << " bad samples, " << mRateCalls << " sample rates ("
+                 << mRatesRefused << " refused), " << mRenewals << " engines renewed, " << mNotices << " reports; "
+                 << mRecoveryChecks << " recoveries checked, the largest level difference 50 ms after a bad sample "
+                 << mWorstRecovery << " dB; " << inSeconds << " s\n";
+    }
+
+    long mNotices = 0;
+
+private:
+    // Half of the operations process, a fifth set a parameter, the rest query
+    // or, rarely, reset the parameters or set a rate.
+    void step()
+    {
+        ++mOperations;
+        const unsigned kind = mRandom() % 1000;
+        if (kind < 500) {
+            process();
+        } else if (kind < 700) {
+            setParameter();
+        } else if (kind < 702) {
+            setSampleRate();
+        } else if (kind < 712) {
+            mHostile->resetParameters();
+            mTwin->resetParameters();
+        } else {
+            query(mRandom() % 9);
+        }
+    }
+
+    // Both engines deleted and made anew, with the twin's parameters and the rate.
+    void renew()
+    {
+        float parameters[kNumParameters];
+        for (int id = 0; id < kNumParameters; ++id)
+            parameters[id] = mTwin->getParameterValue(id);
+        for (std::unique_ptr<Q38Engine>* engine : {&mHostile, &mTwin}) {
+            engine->reset(createQ38Engine());
+            q38FixHissSeed(engine->get(), mSeed);
+            for (int id = 0; id < kNumParameters; ++id)
+                (*engine)->setParameter(id, parameters[id]);
+            if (mRate != 0)
+                (*engine)->setSampleRate(mRate);
+        }
+        mOperations += 2 + kNumParameters + (mRate != 0);
+        ++mRenewals;
+        mDiverged = false;
+        mSinceReset = 0;
+    }
+
+    void startStorm()
+    {
+        mPhase = kStorm;
+        mPhaseSamples = 0;
+        mStormEnd = mOperations + 1 + static_cast<long>(mRandom() % 400);
+        mBadProbability = std::pow(10.0, -3.0 * std::uniform_real_distribution<double>(0.0, 1.0)(mRandom));
+        mSilentTwin = mRandom() % 3 == 0;
+        mBadBudget = mSilentTwin ? std::numeric_limits<long>::max()
+                                 : 1 + static_cast<long>(mRandom() % (1 + std::max(mRate, kQ38MinSampleRate) / 500));
+        for (Source& source : mSources)
+            pickSource(source, false);
+    }
+
+    void pickSource(Source& outSource, bool inHot)
+    {
+        outSource.mKind = static_cast<Source::Kind>(mRandom() % 4);
+        // Hot signals only in calm stretches: a bad sample in place of a hot
+        // one is a click that the model itself rings on.
+        const double top = inHot && mRandom() % 4 == 0 ? std::log10(kQ38InputSampleLimit) : 0.0;
+        outSource.mAmplitude = std::pow(10.0, std::uniform_real_distribution<double>(-4.0, top)(mRandom));
+        outSource.mStep = std::uniform_real_distribution<double>(0.001, 1.0)(mRandom);
+    }
+
+    void setParameter()
+    {
+        const int id = randomId(mRandom);
+        const float value = randomValue(mRandom);
+        mHostile->setParameter(id, value);
+        // A careful host sends valid ids and values only.
+        if (id >= 0 && id < kNumParameters && !std::isnan(value))
+            mTwin->setParameter(id, std::clamp(value, 0.0f, 1.0f));
+    }
+
+    void setSampleRate()
+    {
+        const int rate = randomRate(mRandom);
+        ++mRateCalls;
+        mHostile->setSampleRate(rate);
+        if (!isSupportedRate(rate)) {
+            ++mRatesRefused;
+            return;
+        }
+        mTwin->setSampleRate(rate);
+        mRate = rate;
+        // Both start afresh with the same hiss: whatever came before is gone.
+        mSinceBad = -1;
+        mDiverged = false;
+        mSinceReset = 0;
+    }
+
+    void query(unsigned inKind)
+    {
+        const int id = randomId(mRandom);
+        const float value = randomValue(mRandom);
+        char text[64];
+        const int length = std::uniform_int_distribution<int>(-2, 40)(mRandom);
+        switch (inKind) {
+        case 0: {
+            const float stored = mHostile->getParameterValue(id);
+            if (id >= 0 && id < kNumParameters && !(stored >= 0.0f && stored <= 1.0f && stored == mTwin->getParameterValue(id)))
+                fail("stored value " + std::to_string(stored) + " of id " + std::to_string(id));
+            break;
+        }
+        case 1:
+            mHostile->getParameterUnit(id, text, length);
+            break;
+        case 2:
+            mHostile->getPhysicalValue(id, value);
+            break;
+        case 3:
+            mHostile->getPhysicalValue(id);
+            break;
+        case 4:
+            mHostile->getValueText(id, value, text, length);
+            break;
+        case 5:
+            mHostile->getValueText(id, text, length);
+            break;
+        case 6:
+            mHostile->getParameterName(id, text, length);
+            break;
+        default: {
+            const int meter = mRandom() % 4 == 0 ? std::uniform_int_distribution<int>(-2, 4)(mRandom)
+                                                 : static_cast<int>(mRandom() % kNumMeters);
+            const float reading = mHostile->getMeterValue(meter);
+            if (!(reading >= 0.0f && reading <= 1.0f))
+                fail("meter " + std::to_string(meter) + " reads " + std::to_string(reading));
+            break;
+        }
+        }
+    }
+
+    void process()
+    {
+        // Mostly what a host does, now and then a count the engine refuses.
+        int channels = 1 + static_cast<int>(mRandom() % 2);
+        int samples = 1 + static_cast<int>(mRandom() % kQ38MaxBufferSize);
+        if (mRandom() % 50 == 0)
+            channels = std::uniform_int_distribution<int>(-1, kHostChannels)(mRandom);
+        if (mRandom() % 50 == 0)
+            samples = std::uniform_int_distribution<int>(-2, kHostSamples)(mRandom);
+        const int doneChannels = std::clamp(channels, 0, kQ38MaxNumChannels);
+        const int done = channels < 1 ? 0 : std::clamp(samples, 0, kQ38MaxBufferSize);
+
+        float hostile[kHostChannels][kHostSamples], ordinary[kHostChannels][kHostSamples];
+        float hostileOut[kHostChannels][kHostSamples], twinOut[kHostChannels][kHostSamples];
+        bool bad = false;
+        for (int c = 0; c < kHostChannels; ++c) {
+            for (int i = 0; i < kHostSamples; ++i) {
+                ordinary[c][i] = hostile[c][i] = mSources[c % 2].next(mRandom);
+                if (mPhase == kStorm && mBadBudget > 0 && c < doneChannels && i < done
+                    && std::uniform_real_distribution<double>(0.0, 1.0)(mRandom) < mBadProbability) {
+                    hostile[c][i] = hostileSample(mRandom);
+                    if (mSilentTwin)
+                        ordinary[c][i] = 0.0f;
+                    else
+                        mDiverged = true;
+                    bad = true;
+                    --mBadBudget;
+                    ++mHostileSamples;
+                }
+            }
+        }
+        const float* hostileIn[kHostChannels] = {hostile[0], hostile[1], hostile[2]};
+        const float* twinIn[kHostChannels] = {ordinary[0], ordinary[1], ordinary[2]};
+        float* hostileOuts[kHostChannels] = {hostileOut[0], hostileOut[1], hostileOut[2]};
+        float* twinOuts[kHostChannels] = {twinOut[0], twinOut[1], twinOut[2]};
+        mHostile->process(hostileIn, hostileOuts, channels, samples);
+        // A careful host sends what the engine takes of a bad count.
+        if (doneChannels > 0 && done > 0)
+            mTwin->process(twinIn, twinOuts, doneChannels, done);
+        ++mProcessCalls;
+        mSinceReset += done;
+        mSamples += done;
+
+        for (int c = 0; c < doneChannels; ++c)
+            for (int i = 0; i < done; ++i)
+                if (!std::isfinite(hostileOut[c][i]))
+                    fail("output sample " + std::to_string(i) + " of channel " + std::to_string(c) + " is "
+                         + std::to_string(hostileOut[c][i]));
+        for (int m = 0; m < kNumMeters; ++m) {
+            const float reading = mHostile->getMeterValue(m);
+            if (!(reading >= 0.0f && reading <= 1.0f))
+                fail("meter " + std::to_string(m) + " reads " + std::to_string(reading));
+        }
+        trackRecovery(hostileOut, twinOut, doneChannels, done, bad);
+    }
+
+    // From the last bad sample on, counts samples; from 50 ms on it sums both
+    // levels over 10 ms, then compares them once.
+    void trackRecovery(const float (&inHostile)[kHostChannels][kHostSamples],
+                       const float (&inTwin)[kHostChannels][kHostSamples], int inChannels, int inSamples, bool inBad)
+    {
+        mPhaseSamples += inSamples;
+        // Until a short storm sets them apart, the two engines have heard the
+        // same: their outputs are equal but for blocks with a bad sample.
+        for (int c = 0; c < inChannels && !mDiverged && !inBad; ++c)
+            for (int i = 0; i < inSamples; ++i)
+                if (std::bit_cast<std::uint32_t>(inHostile[c][i]) != std::bit_cast<std::uint32_t>(inTwin[c][i]))
+                    fail("channel " + std::to_string(c) + " differs from the twin's");
+        if (inBad) {
+            mSinceBad = 0;
+            mTwinEnergy[0] = mTwinEnergy[1] = mHostileEnergy[0] = mHostileEnergy[1] = 0.0;
+            return;
+        }
+        if (mSinceBad < 0 || mRate == 0)
+            return;
+        const long recovery = std::lround(kRecoverySeconds * mRate);
+        const long window = std::lround(kWindowSeconds * mRate);
+        for (int i = 0; i < inSamples; ++i, ++mSinceBad) {
+            for (int c = 0; c < inChannels; ++c) {
+                if (mSinceBad < recovery || mSinceBad >= recovery + window)
+                    continue;
+                mTwinEnergy[c] += static_cast<double>(inTwin[c][i]) * inTwin[c][i];
+                mHostileEnergy[c] += static_cast<double>(inHostile[c][i]) * inHostile[c][i];
+            }
+        }
+        if (mSinceBad < recovery + window)
+            return;
+        // Each channel within 0.5 dB of the louder channel's level: the
+        // matrices may carry a little of one channel's storm into the other.
+        const double twin[2] = {std::sqrt(mTwinEnergy[0] / window), std::sqrt(mTwinEnergy[1] / window)};
+        const double reference = std::max({twin[0], twin[1], kQuiet});
+        for (int c = 0; c < kQ38MaxNumChannels; ++c) {
+            const double difference = 20.0 * std::log10(1.0 + std::fabs(std::sqrt(mHostileEnergy[c] / window) - twin[c]) / reference);
+            mWorstRecovery = std::max(mWorstRecovery, difference);
+            if (!(difference <= kLevelTolerance))
+                fail("50 ms after a bad sample channel " + std::to_string(c) + " is " + std::to_string(difference)
+                     + " dB off the twin's level of " + std::to_string(twin[c]));
+        }
+        ++mRecoveryChecks;
+        mSinceBad = -1;
+    }
+
+    [[noreturn]] void fail(const std::string& inWhat)
+    {
+        std::ostringstream text;
+        text << "operation " << mOperations << ": " << inWhat << " (rate " << mRate << ", parameters";
+        for (int id = 0; id < kNumParameters; ++id)
+            text << " " << mTwin->getParameterValue(id);
+        text << ", signal amplitudes " << mSources[0].mAmplitude << " " << mSources[1].mAmplitude << ")";
+        throw Failure(text.str());
+    }
+
+    std::uint64_t mSeed;
+    std::mt19937_64 mRandom;
+    std::unique_ptr<Q38Engine> mHostile, mTwin;
+    Source mSources[2];
+    int mRate = 0;  // the rate both engines run at; 0 before the first accepted one
+    enum Phase { kCalm, kStorm, kRecovery } mPhase = kCalm;
+    long mPhaseSamples = 0, mCalmLength = 0;
+    long mStormEnd = 0;
+    double mBadProbability = 0.0;
+    bool mSilentTwin = false;  // the twin hears silence where the hostile host sent bad samples
+    bool mDiverged = false;    // the twin heard ordinary samples for bad ones since the last common reset
+    long mSinceReset = 0;      // samples since the last common reset
+    long mBadBudget = 0;
+    long mSinceBad = -1;  // samples since the last bad one; -1 when nothing is to be checked
+    double mTwinEnergy[2] = {}, mHostileEnergy[2] = {};
+    double mWorstRecovery = 0.0;  // dB
+    long mOperations = 0, mProcessCalls = 0, mSamples = 0, mHostileSamples = 0;
+    long mRateCalls = 0, mRatesRefused = 0, mRecoveryChecks = 0, mRenewals = 0;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    long operations = 300000;
+    std::uint64_t seed = 1;
+    CLI::App app("Feeds the engine random sequences of hostile operations.");
+    app.add_option("--operations", operations, "How many operations to run")->capture_default_str();
+    app.add_option("--seed", seed, "Seed of the sequence")->capture_default_str();
+    CLI11_PARSE(app, argc, argv);
+
+    // The reports are expected by the thousand: counted, not shown.
+    Fuzz* current = nullptr;
+    core::setNoticeHandler([&](const core::AssertionNotice&) { ++current->mNotices; });
+    const auto start = std::chrono::steady_clock::now();
+    Fuzz fuzz(seed);
+    current = &fuzz;
+    try {
+        fuzz.run(operations);
+    } catch (const Failure& failure) {
+        std::cerr << "seed " << seed << ", " << failure.what() << "\n";
+        return 1;
+    }
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    std::cout << "seed " << seed << ": ";
+    fuzz.report(std::cout, elapsed.count());
+    return 0;
+}
