@@ -4,8 +4,6 @@
 #include "cli_AudioFile.h"
 
 #include <algorithm>
-#include <cmath>
-#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -38,21 +36,13 @@ void Processor::process(const float* inInput, float* outOutput, int inNumChannel
             mEngine->setParameter(id, value);
 
     MeterReadings meters;
-    float silenced[kQ38MaxNumChannels][kQ38MaxBufferSize];
     const float* inputs[kQ38MaxNumChannels] = {};
     float* outputs[kQ38MaxNumChannels] = {};
-    const auto isFinite = [](float inSample) { return std::isfinite(inSample); };
     for (long position = 0; position < inNumSamples; position += kQ38MaxBufferSize) {
         const int count = static_cast<int>(std::min<long>(kQ38MaxBufferSize, inNumSamples - position));
         for (int channel = 0; channel < inNumChannels; ++channel) {
             inputs[channel] = inInput + channel * inNumSamples + position;
             outputs[channel] = outOutput + channel * inNumSamples + position;
-            // A non-finite sample goes in as silence, as q38 render takes it from a damaged file.
-            if (!std::all_of(inputs[channel], inputs[channel] + count, isFinite)) {
-                std::replace_copy_if(inputs[channel], inputs[channel] + count, silenced[channel],
-                                     std::not_fn(isFinite), 0.0f);
-                inputs[channel] = silenced[channel];
-            }
         }
         mEngine->process(inputs, outputs, inNumChannels, count);
         for (int meter = 0; meter < kNumMeters; ++meter)

@@ -27,8 +27,7 @@ public:
 
     // inNumChannels arrays of inNumSamples samples, one after the other, in
     // and out. Runs in blocks of kQ38MaxBufferSize from the start of the
-    // call, as the program does from the start of a file; a non-finite input
-    // sample goes in as silence, as in the program. Calls from several
+    // call, as the program does from the start of a file. Calls from several
     // threads take turns. Throws std::invalid_argument for a rate out of range.
     void process(const float* inInput, float* outOutput, int inNumChannels, long inNumSamples, int inSampleRate,
                  bool inReset, const cli::ParameterValues& inValues);
