@@ -27,7 +27,9 @@ def render_file(in_path, out_path, *, seed=None, preset=None, force=False, subty
     setting, OSError for a file that cannot be read or written.
     A non-finite input sample (NaN, infinity) goes in as silence and is counted.
     Returns channels, sample_rate, frames, seconds, input_format, output_format,
-    meter_peaks and non_finite_samples.
+    meter_peaks, non_finite_samples, and as q38 render's summary the integrated
+    loudness (LUFS) and true peak (dBTP) of input and output: input_lufs,
+    input_true_peak_db, output_lufs, output_true_peak_db (-inf for silence).
     """
     values = _settings.values_of(settings, preset)
     return _q38.render_file(in_path, out_path, values, check_seed(seed), bool(force), subtype or "")

@@ -158,7 +158,11 @@ py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem:
                     "frames"_a = result.mFrames, "seconds"_a = double(result.mFrames) / result.mSampleRate,
                     "input_format"_a = result.mInputFormat, "output_format"_a = result.mOutputFormat,
                     "meter_peaks"_a = py::make_tuple(result.mMeterPeak[0], result.mMeterPeak[1]),
-                    "non_finite_samples"_a = result.mInputLevels.mNonFinite);
+                    "non_finite_samples"_a = result.mInputLevels.mNonFinite,
+                    "input_lufs"_a = result.mLoudness.mInputLufs,
+                    "input_true_peak_db"_a = result.mLoudness.mInputTruePeakDb,
+                    "output_lufs"_a = result.mLoudness.mOutputLufs,
+                    "output_true_peak_db"_a = result.mLoudness.mOutputTruePeakDb);
 }
 
 using Audio = py::array_t<float, py::array::c_style | py::array::forcecast>;

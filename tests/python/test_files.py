@@ -4,6 +4,7 @@ import os
 import subprocess
 import sys
 
+import numpy as np
 import pytest
 
 import q38
@@ -19,6 +20,16 @@ def test_render_file_writes_what_the_program_writes(tmp_path):
     info = q38.render_file(tmp_path / "in.wav", tmp_path / "python.flac", seed=7, **SETTINGS)
     assert (tmp_path / "python.flac").read_bytes() == (tmp_path / "program.flac").read_bytes()
     assert (info["channels"], info["sample_rate"], info["frames"]) == (2, RATE, 12345)
+
+
+def test_render_file_reports_loudness_and_true_peak(tmp_path):
+    # A 1 kHz sine at -23 dBFS in both channels reads -23 LUFS (EBU R 128's own
+    # test signal); the bypass passes it unchanged.
+    sine = (10 ** (-23 / 20) * np.sin(2 * np.pi * 1000 * np.arange(5 * RATE) / RATE)).astype(np.float32)
+    write_wav(tmp_path / "in.wav", np.stack([sine, sine]), RATE)
+    info = q38.render_file(tmp_path / "in.wav", tmp_path / "out.wav", effect="Off")
+    for key in ("input_lufs", "output_lufs", "input_true_peak_db", "output_true_peak_db"):
+        assert info[key] == pytest.approx(-23.0, abs=0.1), key
 
 
 def test_render_file_never_replaces_its_input_or_an_existing_file(tmp_path):
