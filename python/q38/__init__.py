@@ -16,7 +16,8 @@ from . import _q38, _settings
 __all__ = ["Preamp", "Parameter", "Preset", "parameters", "presets", "render_file", "load_preset", "__version__"]
 
 
-def render_file(in_path, out_path, *, seed=None, preset=None, force=False, subtype=None, **settings) -> dict:
+def render_file(in_path, out_path, *, seed=None, preset=None, force=False, subtype=None, loudness=True,
+                **settings) -> dict:
     """Renders a sound file with the settings and preset of Preamp, exactly as `q38 render` does.
 
     Reads anything libsndfile reads (mono or stereo, 8 to 384 kHz); the output's
@@ -30,6 +31,8 @@ def render_file(in_path, out_path, *, seed=None, preset=None, force=False, subty
     meter_peaks, non_finite_samples, and as q38 render's summary the integrated
     loudness (LUFS) and true peak (dBTP) of input and output: input_lufs,
     input_true_peak_db, output_lufs, output_true_peak_db (-inf for silence).
+    Measuring them costs more than the render: loudness=False leaves them out.
     """
     values = _settings.values_of(settings, preset)
-    return _q38.render_file(in_path, out_path, values, check_seed(seed), bool(force), subtype or "")
+    return _q38.render_file(in_path, out_path, values, check_seed(seed), bool(force), subtype or "",
+                            bool(loudness))

@@ -52,7 +52,8 @@ def render_job(job: Job) -> Outcome:
     """Runs on a worker: one file, any failure returned as its reason."""
     try:
         Path(job.output).parent.mkdir(parents=True, exist_ok=True)
-        result = _q38.render_file(job.input, job.output, list(job.values), job.seed, job.force, job.subtype)
+        result = _q38.render_file(job.input, job.output, list(job.values), job.seed, job.force, job.subtype,
+                                   False)
         return Outcome(job, seconds=result["seconds"])
     except Exception as error:  # noqa: BLE001 - every failure is reported, the batch goes on
         return Outcome(job, error=str(error) or type(error).__name__)

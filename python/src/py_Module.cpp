@@ -140,9 +140,10 @@ py::list factoryPresets()
 
 py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem::path& inOutput,
                     const cli::ParameterValues& inValues, std::optional<unsigned long long> inSeed, bool inForce,
-                    const std::string& inSubtype)
+                    const std::string& inSubtype, bool inLoudness)
 {
     cli::RenderJob job;
+    job.mMeasureLoudness = inLoudness;
     job.mInput = inInput;
     job.mOutput = inOutput;
     job.mSubtype = inSubtype;
@@ -154,15 +155,18 @@ py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem:
         const py::gil_scoped_release release;
         result = cli::render(job);
     }
-    return py::dict("channels"_a = result.mChannels, "sample_rate"_a = result.mSampleRate,
-                    "frames"_a = result.mFrames, "seconds"_a = double(result.mFrames) / result.mSampleRate,
-                    "input_format"_a = result.mInputFormat, "output_format"_a = result.mOutputFormat,
-                    "meter_peaks"_a = py::make_tuple(result.mMeterPeak[0], result.mMeterPeak[1]),
-                    "non_finite_samples"_a = result.mInputLevels.mNonFinite,
-                    "input_lufs"_a = result.mLoudness.mInputLufs,
-                    "input_true_peak_db"_a = result.mLoudness.mInputTruePeakDb,
-                    "output_lufs"_a = result.mLoudness.mOutputLufs,
-                    "output_true_peak_db"_a = result.mLoudness.mOutputTruePeakDb);
+    py::dict summary("channels"_a = result.mChannels, "sample_rate"_a = result.mSampleRate,
+                     "frames"_a = result.mFrames, "seconds"_a = double(result.mFrames) / result.mSampleRate,
+                     "input_format"_a = result.mInputFormat, "output_format"_a = result.mOutputFormat,
+                     "meter_peaks"_a = py::make_tuple(result.mMeterPeak[0], result.mMeterPeak[1]),
+                     "non_finite_samples"_a = result.mInputLevels.mNonFinite);
+    if (result.mLoudness.mMeasured) {
+        summary["input_lufs"] = result.mLoudness.mInputLufs;
+        summary["input_true_peak_db"] = result.mLoudness.mInputTruePeakDb;
+        summary["output_lufs"] = result.mLoudness.mOutputLufs;
+        summary["output_true_peak_db"] = result.mLoudness.mOutputTruePeakDb;
+    }
+    return summary;
 }
 
 using Audio = py::array_t<float, py::array::c_style | py::array::forcecast>;
@@ -223,7 +227,7 @@ PYBIND11_MODULE(_q38, m)
     m.def("load_preset", &loadPreset, "preset"_a,
           "(id, normalized value) pairs of a factory preset or a preset file, in order.");
     m.def("factory_presets", &factoryPresets, "The factory presets: word, name, purpose, stereo_only.");
-    m.def("render_file", &renderFile, "input"_a, "output"_a, "values"_a, "seed"_a, "force"_a, "subtype"_a,
+    m.def("render_file", &renderFile, "input"_a, "output"_a, "values"_a, "seed"_a, "force"_a, "subtype"_a, "loudness"_a,
           "Renders a sound file as the q38 program does; ValueError for a refused output, OSError for files.");
     m.def(
         "is_sound_file_name", [](const std::filesystem::path& inPath) { return cli::isSoundFileName(inPath); },

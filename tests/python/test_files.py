@@ -30,6 +30,10 @@ def test_render_file_reports_loudness_and_true_peak(tmp_path):
     info = q38.render_file(tmp_path / "in.wav", tmp_path / "out.wav", effect="Off")
     for key in ("input_lufs", "output_lufs", "input_true_peak_db", "output_true_peak_db"):
         assert info[key] == pytest.approx(-23.0, abs=0.1), key
+    # Unmeasured, the same file comes out and the figures are left out.
+    unmeasured = q38.render_file(tmp_path / "in.wav", tmp_path / "fast.wav", effect="Off", loudness=False)
+    assert "input_lufs" not in unmeasured
+    assert (tmp_path / "fast.wav").read_bytes() == (tmp_path / "out.wav").read_bytes()
 
 
 def test_render_file_never_replaces_its_input_or_an_existing_file(tmp_path):
