@@ -80,4 +80,50 @@ double powerToDecibels(double inPower)
     return inPower > 0.0 ? 10.0 * std::log10(inPower) : -INFINITY;
 }
 
+ToneSpectrum analyzeTone(const std::vector<double>& inSignal, double inSampleRate, double inFrequency)
+{
+    // Each peak's main lobe spans 4 bins either side; 8 keep its skirt out too.
+    constexpr long kLobeBins = 8;
+    constexpr double kWindow[] = {0.35875, 0.48829, 0.14128, 0.01168};
+    std::size_t size = nextPowerOfTwo(inSignal.size() + 1) / 2;
+    if (size < 2 * kLobeBins)
+        throw std::invalid_argument("analyzeTone: too few samples");
+    const std::size_t start = inSignal.size() - size;
+    ComplexVector spectrum(size);
+    for (std::size_t n = 0; n < size; ++n) {
+        const double phase = 2.0 * std::numbers::pi * double(n) / double(size);
+        const double window =
+            kWindow[0] - kWindow[1] * std::cos(phase) + kWindow[2] * std::cos(2 * phase) - kWindow[3] * std::cos(3 * phase);
+        spectrum[n] = inSignal[start + n] * window;
+    }
+    fft(spectrum);
+
+    const long last = static_cast<long>(size / 2);
+    const double binWidth = inSampleRate / double(size);
+    std::vector<bool> harmonic(static_cast<std::size_t>(last + 1), false);
+    const auto peakAround = [&](double inHz) {
+        const long centre = std::lround(inHz / binWidth);
+        double peak = 0.0;
+        for (long k = std::max(0L, centre - kLobeBins); k <= std::min(last, centre + kLobeBins); ++k) {
+            peak = std::max(peak, std::abs(spectrum[static_cast<std::size_t>(k)]));
+            harmonic[static_cast<std::size_t>(k)] = true;
+        }
+        return peak;
+    };
+    ToneSpectrum result;
+    peakAround(0.0); // DC is no component of interest
+    const double fundamental = peakAround(inFrequency);
+    result.mHarmonicDb.assign(2, -INFINITY);
+    for (int order = 2; order * inFrequency < inSampleRate / 2.0; ++order)
+        result.mHarmonicDb.push_back(20.0 * std::log10(peakAround(order * inFrequency) / fundamental));
+    for (long k = 0; k <= last; ++k) {
+        const double level = 20.0 * std::log10(std::abs(spectrum[static_cast<std::size_t>(k)]) / fundamental);
+        if (!harmonic[static_cast<std::size_t>(k)] && level > result.mInharmonicDb) {
+            result.mInharmonicDb = level;
+            result.mInharmonicHz = double(k) * binWidth;
+        }
+    }
+    return result;
+}
+
 } // namespace cli
