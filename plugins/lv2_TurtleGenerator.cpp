@@ -146,21 +146,21 @@ void writePlugin(std::ostream& ioOut, const PluginVariant& inVariant, const lv2:
     ioOut << "        lv2:portProperty lv2:connectionOptional , lv2:integer , lv2:enumeration ;\n"
           << "        lv2:default 1 ;\n"
           << "        lv2:minimum 1 ;\n"
-          << "        lv2:maximum " << std::end(host::kOversamplingFactors)[-1] << " ;\n"
+          << "        lv2:maximum " << host::kHighestOversamplingFactor << " ;\n"
           << "        lv2:scalePoint";
     for (const int factor : host::kOversamplingFactors)
         ioOut << (factor == 1 ? " " : " ,\n            ") << "[ rdfs:label \"" << factor << "x\" ; rdf:value " << factor
               << " ]";
     ioOut << " ;\n    ] , [\n";
-    // The resamplers' delay at the factor used: the most of any factor
-    // bounds it, whatever the host's rate.
+    // The resamplers' delay at the factor used: the highest factor's is the
+    // most, at any rate.
     writePortHead(ioOut, "lv2:OutputPort , lv2:ControlPort", lv2::latencyPort(channels), lv2::kLatencySymbol,
                   lv2::kLatencyName);
     ioOut << "        lv2:designation lv2:latency ;\n"
           << "        lv2:portProperty lv2:connectionOptional , lv2:reportsLatency , lv2:integer ;\n"
           << "        units:unit units:frame ;\n"
           << "        lv2:minimum 0 ;\n"
-          << "        lv2:maximum " << host::oversamplingLatency(std::end(host::kOversamplingFactors)[-1]) << " ;\n"
+          << "        lv2:maximum " << host::oversamplingLatency(host::kHighestOversamplingFactor) << " ;\n"
           << "    ] .\n";
 }
 

@@ -100,7 +100,8 @@ CommandAction setupAnalyzeCommand(CLI::App& ioCommand, CommandContext& ioContext
                                     "the hiss's seed (default 38), so that a measurement repeats exactly\n"
                                     "e.g. --seed 7",
                                     measurement);
-    options->mOversample = addOversampleOption(ioCommand, ioContext, "--rate", measurement);
+    options->mOversample = addOversampleOption(ioCommand, ioContext, "--rate", measurement,
+                                               "The engine is measured as q38 render --oversample runs it");
 
     options->mSettings.emplace(ioCommand, ioContext);
 

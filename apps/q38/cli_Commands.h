@@ -53,9 +53,10 @@ CLI::Option* addValueOption(CLI::App& ioCommand, CommandContext& ioContext, cons
                             std::vector<std::string> inWords = {}, bool inFiles = false);
 
 // --oversample N, running the engine at N times inRate ("the file's rate");
-// oversampleFactor gives N, 1 when the option is absent, or throws UsageError.
+// inMore ends its help. oversampleFactor gives N, 1 when the option is
+// absent, or throws UsageError.
 CLI::Option* addOversampleOption(CLI::App& ioCommand, CommandContext& ioContext, const std::string& inRate,
-                                 const std::string& inGroup);
+                                 const std::string& inGroup, const std::string& inMore);
 int oversampleFactor(const CLI::Option& inOption);
 
 // The options that set parameters, the same for every command that runs the

@@ -47,6 +47,8 @@ std::string presetHeader(const RenderJob& inJob)
                          inJob.mInput.filename().string();
     if (inJob.mSeed)
         header += "\nhiss seed: --seed " + std::to_string(*inJob.mSeed);
+    if (inJob.mOversample != 1)
+        header += "\noversampled: --oversample " + std::to_string(inJob.mOversample);
     return header;
 }
 
@@ -197,7 +199,9 @@ CommandAction setupRenderCommand(CLI::App& ioCommand, CommandContext& ioContext)
                               "same output bit for bit; without it the hiss differs on every run\n"
                               "e.g. --seed 38",
                               other);
-    options->mOversample = addOversampleOption(ioCommand, ioContext, "the file's rate", other);
+    options->mOversample = addOversampleOption(ioCommand, ioContext, "the file's rate", other,
+                                               "The output keeps the input's length and alignment: the "
+                                               "resamplers' delay is taken out");
     options->mMatchLoudness = ioCommand.add_flag("--match-loudness")
                                   ->description("scale each output, after rendering and in floating point, to its\n"
                                                 "input's integrated loudness, for A/B listening at equal loudness;\n"

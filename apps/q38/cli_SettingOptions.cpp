@@ -54,7 +54,7 @@ CLI::Option* addValueOption(CLI::App& ioCommand, CommandContext& ioContext, cons
 }
 
 CLI::Option* addOversampleOption(CLI::App& ioCommand, CommandContext& ioContext, const std::string& inRate,
-                                 const std::string& inGroup)
+                                 const std::string& inGroup, const std::string& inMore)
 {
     std::vector<std::string> words;
     for (const int factor : host::kOversamplingFactors)
@@ -63,8 +63,8 @@ CLI::Option* addOversampleOption(CLI::App& ioCommand, CommandContext& ioContext,
                           "run the engine at N times " + inRate +
                               " (1, 2, 4 or 8; default 1), between half-band resamplers: far less aliasing "
                               "from the tube stages at high input gain, for N times the engine's work. Where "
-                              "N times the rate would pass 384000 Hz the largest N that fits is used. The "
-                              "output keeps the input's length and alignment\ne.g. --oversample 4",
+                              "N times the rate would pass 384000 Hz the largest N that fits is used. " +
+                              inMore + "\ne.g. --oversample 4",
                           inGroup, words);
 }
 

@@ -18,6 +18,7 @@
 namespace host {
 
 inline constexpr int kOversamplingFactors[] = {1, 2, 4, 8};
+inline constexpr int kHighestOversamplingFactor = dsp::kMaxOversamplingFactor;
 
 bool isOversamplingFactor(int inFactor);
 
