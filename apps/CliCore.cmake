@@ -18,4 +18,4 @@ add_library(q38_cli_core STATIC
   ${dir}/cli_Render.cpp
   ${dir}/cli_Batch.cpp)
 target_include_directories(q38_cli_core PUBLIC ${dir})
-target_link_libraries(q38_cli_core PUBLIC q38_static PkgConfig::SNDFILE PkgConfig::EBUR128)
+target_link_libraries(q38_cli_core PUBLIC q38_host PkgConfig::SNDFILE PkgConfig::EBUR128)

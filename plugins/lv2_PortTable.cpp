@@ -1,5 +1,7 @@
 #include "lv2_PortTable.h"
 
+#include "host_OversampledEngine.h"
+
 #include <cmath>
 #include <cstring>
 #include <initializer_list>
@@ -153,6 +155,15 @@ float portToNormalized(const ParameterPort& inPort, float inPortValue)
     }
     }
     return 0.0f;
+}
+
+int oversamplingFactor(float inPortValue)
+{
+    int factor = 1;
+    for (const int candidate : host::kOversamplingFactors)
+        if (inPortValue >= static_cast<float>(candidate))
+            factor = candidate;
+    return factor;
 }
 
 } // namespace lv2

@@ -32,6 +32,26 @@ inline constexpr const char* kParameterSymbols[kNumParameters] = {
 inline constexpr const char* kMeterSymbols[kNumMeters] = {"ch1_meter", "ch2_meter"};
 inline constexpr const char* kMeterNames[kNumMeters] = {"Ch.1: Meter", "Ch.2: Meter"};
 
+// The oversampling control and the latency output come after the audio
+// ports, so that every port older than them keeps its index. Both are
+// optional: unconnected, the plugin runs at 1x and reports nothing.
+inline constexpr int oversamplingPort(int inNumChannels)
+{
+    return kFirstAudioPort + 2 * inNumChannels;
+}
+inline constexpr int latencyPort(int inNumChannels)
+{
+    return oversamplingPort(inNumChannels) + 1;
+}
+inline constexpr const char* kOversamplingSymbol = "oversampling";
+inline constexpr const char* kOversamplingName = "Oversampling";
+inline constexpr const char* kLatencySymbol = "latency";
+inline constexpr const char* kLatencyName = "Latency";
+
+// The factor for the oversampling port's value: the largest of 1, 2, 4, 8
+// not above it, 1 for NaN. Real-time safe.
+int oversamplingFactor(float inPortValue);
+
 enum class PortKind
 {
     kContinuous,   // physical value with a unit, an affine map of the normalized value

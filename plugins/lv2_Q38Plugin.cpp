@@ -1,13 +1,15 @@
 // The LV2 plugins around the engine: a stereo one and a mono one, which
 // hands the engine a single channel.
 //
-// run() forwards the control ports that changed since the last call, then
-// cuts the host's frames into engine blocks of at most kQ38MaxBufferSize
-// samples, and finally reads the meters. It allocates nothing, does no I/O
-// and waits for nothing but the engine's own block copy.
+// run() sets the oversampling factor when its control changed, forwards the
+// control ports that changed since the last call, then cuts the host's
+// frames into blocks of at most kQ38MaxBufferSize samples, and finally reads
+// the meters and reports the latency. It allocates nothing, does no I/O and
+// waits for nothing but the engine's own block copy: the resamplers of every
+// factor are made with the instance.
 
-#include "Q38Engine.h"
 #include "Q38EngineHooks.h"
+#include "host_OversampledEngine.h"
 #include "lv2_PortTable.h"
 
 #include <lv2/core/lv2.h>
@@ -28,9 +30,12 @@ constexpr const char* kHissSeedVariable = "Q38_HISS_SEED";
 
 struct Plugin
 {
-    Q38Engine* mEngine;
+    host::OversampledEngine* mEngine;
     int mNumChannels;
     int mSampleRate;
+    int mAskedFactor; // the oversampling port's factor the engine was last set for
+    const float* mOversampling;
+    float* mLatency;
     ParameterPort mPorts[kNumParameters];
     const float* mControls[kNumParameters];
     float mForwarded[kNumParameters];  // the port value the engine holds
@@ -65,16 +70,18 @@ LV2_Handle instantiate(double inSampleRate, int inNumChannels)
     Plugin* plugin = new (std::nothrow) Plugin{};
     if (plugin == nullptr)
         return nullptr;
-    plugin->mEngine = createQ38Engine();
-    if (plugin->mEngine == nullptr) {
-        delete plugin;
+    plugin->mEngine = new (std::nothrow) host::OversampledEngine;
+    if (plugin->mEngine == nullptr || !plugin->mEngine->valid()) {
+        cleanup(plugin);
         return nullptr;
     }
     plugin->mNumChannels = inNumChannels;
     plugin->mSampleRate = static_cast<int>(std::lround(inSampleRate));
+    plugin->mAskedFactor = 1;
+    Q38Engine& engine = plugin->mEngine->engine();
 
     for (int id = 0; id < kNumParameters; ++id) {
-        if (describeParameter(*plugin->mEngine, id, plugin->mPorts[id]) != nullptr) {
+        if (describeParameter(engine, id, plugin->mPorts[id]) != nullptr) {
             cleanup(plugin);
             return nullptr;
         }
@@ -83,8 +90,8 @@ LV2_Handle instantiate(double inSampleRate, int inNumChannels)
 
     unsigned long long seed = 0;
     if (readHissSeed(seed))
-        q38FixHissSeed(plugin->mEngine, seed);
-    plugin->mEngine->setSampleRate(plugin->mSampleRate);
+        q38FixHissSeed(&engine, seed);
+    plugin->mEngine->setSampleRate(plugin->mSampleRate, plugin->mAskedFactor);
     return plugin;
 }
 
@@ -112,6 +119,10 @@ void connectPort(LV2_Handle inInstance, uint32_t inPort, void* inData)
         plugin->mInputs[inPort - kFirstAudioPort] = static_cast<const float*>(inData);
     else if (inPort < firstOutput + channels)
         plugin->mOutputs[inPort - firstOutput] = static_cast<float*>(inData);
+    else if (inPort == static_cast<uint32_t>(oversamplingPort(channels)))
+        plugin->mOversampling = static_cast<const float*>(inData);
+    else if (inPort == static_cast<uint32_t>(latencyPort(channels)))
+        plugin->mLatency = static_cast<float*>(inData);
 }
 
 // LV2 wants a reset state after activation: the engine's reset clears every
@@ -119,7 +130,18 @@ void connectPort(LV2_Handle inInstance, uint32_t inPort, void* inData)
 void activate(LV2_Handle inInstance)
 {
     Plugin* plugin = static_cast<Plugin*>(inInstance);
-    plugin->mEngine->setSampleRate(plugin->mSampleRate);
+    plugin->mEngine->setSampleRate(plugin->mSampleRate, plugin->mAskedFactor);
+}
+
+// A new factor is a new rate for the engine: all audio state starts afresh,
+// as at activation. Nothing is allocated.
+void setOversampling(Plugin& ioPlugin)
+{
+    const int factor = ioPlugin.mOversampling != nullptr ? oversamplingFactor(*ioPlugin.mOversampling) : 1;
+    if (factor == ioPlugin.mAskedFactor)
+        return;
+    ioPlugin.mAskedFactor = factor;
+    ioPlugin.mEngine->setSampleRate(ioPlugin.mSampleRate, factor);
 }
 
 void forwardControls(Plugin& ioPlugin)
@@ -133,13 +155,14 @@ void forwardControls(Plugin& ioPlugin)
         if (std::memcmp(&value, &ioPlugin.mForwarded[id], sizeof(float)) == 0)
             continue;
         ioPlugin.mForwarded[id] = value;
-        ioPlugin.mEngine->setParameter(id, portToNormalized(ioPlugin.mPorts[id], value));
+        ioPlugin.mEngine->engine().setParameter(id, portToNormalized(ioPlugin.mPorts[id], value));
     }
 }
 
 void run(LV2_Handle inInstance, uint32_t inNumFrames)
 {
     Plugin& plugin = *static_cast<Plugin*>(inInstance);
+    setOversampling(plugin);
     forwardControls(plugin);
 
     const int channels = plugin.mNumChannels;
@@ -158,7 +181,9 @@ void run(LV2_Handle inInstance, uint32_t inNumFrames)
 
     for (int m = 0; m < kNumMeters; ++m)
         if (plugin.mMeters[m] != nullptr)
-            *plugin.mMeters[m] = plugin.mEngine->getMeterValue(m);
+            *plugin.mMeters[m] = plugin.mEngine->meter(m);
+    if (plugin.mLatency != nullptr)
+        *plugin.mLatency = static_cast<float>(plugin.mEngine->latency());
 }
 
 const void* extensionData(const char*)

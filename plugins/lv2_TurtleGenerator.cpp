@@ -9,6 +9,7 @@
 #include "Q38Engine.h"
 #include "cli_FactoryPresets.h"
 #include "cli_Parameters.h"
+#include "host_OversampledEngine.h"
 #include "lv2_PortTable.h"
 
 #include <charconv>
@@ -137,8 +138,30 @@ void writePlugin(std::ostream& ioOut, const PluginVariant& inVariant, const lv2:
     for (int p = 0; p < numAudioPorts; ++p) {
         const char* classes = p < inVariant.mNumChannels ? "lv2:InputPort , lv2:AudioPort" : "lv2:OutputPort , lv2:AudioPort";
         writePortHead(ioOut, classes, lv2::kFirstAudioPort + p, inVariant.mAudioPorts[p][0], inVariant.mAudioPorts[p][1]);
-        ioOut << (p + 1 < numAudioPorts ? "    ] , [\n" : "    ] .\n");
+        ioOut << "    ] , [\n";
     }
+    const int channels = inVariant.mNumChannels;
+    writePortHead(ioOut, "lv2:InputPort , lv2:ControlPort", lv2::oversamplingPort(channels), lv2::kOversamplingSymbol,
+                  lv2::kOversamplingName);
+    ioOut << "        lv2:portProperty lv2:connectionOptional , lv2:integer , lv2:enumeration ;\n"
+          << "        lv2:default 1 ;\n"
+          << "        lv2:minimum 1 ;\n"
+          << "        lv2:maximum " << host::kHighestOversamplingFactor << " ;\n"
+          << "        lv2:scalePoint";
+    for (const int factor : host::kOversamplingFactors)
+        ioOut << (factor == 1 ? " " : " ,\n            ") << "[ rdfs:label \"" << factor << "x\" ; rdf:value " << factor
+              << " ]";
+    ioOut << " ;\n    ] , [\n";
+    // The resamplers' delay at the factor used: the highest factor's is the
+    // most, at any rate.
+    writePortHead(ioOut, "lv2:OutputPort , lv2:ControlPort", lv2::latencyPort(channels), lv2::kLatencySymbol,
+                  lv2::kLatencyName);
+    ioOut << "        lv2:designation lv2:latency ;\n"
+          << "        lv2:portProperty lv2:connectionOptional , lv2:reportsLatency , lv2:integer ;\n"
+          << "        units:unit units:frame ;\n"
+          << "        lv2:minimum 0 ;\n"
+          << "        lv2:maximum " << host::oversamplingLatency(host::kHighestOversamplingFactor) << " ;\n"
+          << "    ] .\n";
 }
 
 // A preset's URI: the plugin's kind and the preset's word.

@@ -5,6 +5,7 @@
 #include "cli_Error.h"
 #include "cli_Plot.h"
 #include "cli_Sweep.h"
+#include "host_OversampledEngine.h"
 
 #include <cmath>
 #include <cstdio>
@@ -339,6 +340,10 @@ int runAnalyze(const AnalyzeOptions& inOptions, const ParameterTable& inTable, s
     setup.mSampleRate = inOptions.mSampleRate;
     setup.mLevelDb = inOptions.mLevelDb;
     setup.mSeed = inOptions.mSeed;
+    setup.mOversample = inOptions.mOversample;
+    std::string rate = rateText(setup.mSampleRate);
+    if (const int used = host::usableFactor(setup.mSampleRate, setup.mOversample); used > 1)
+        rate += ", " + std::to_string(used) + "x oversampled";
     const std::vector<int> channels = channelsThatDiffer(inOptions.mValues);
     const std::string settings = describeSettings(inOptions.mValues, inTable);
 
@@ -347,13 +352,13 @@ int runAnalyze(const AnalyzeOptions& inOptions, const ParameterTable& inTable, s
     std::string summary;
     if (inOptions.mDrive) {
         const DriveResponse drive = measureDrive(setup, channels);
-        figure = driveFigure(drive, "Q38 drive at 1 kHz: " + settings + "; " + rateText(setup.mSampleRate));
+        figure = driveFigure(drive, "Q38 drive at 1 kHz: " + settings + "; " + rate);
         csv = driveCsv(drive);
         summary = driveSummary(drive);
     } else {
         const SweepResponse response = measureSweep(setup, channels);
         figure = responseFigure(response,
-                                "Q38 response: " + settings + "; " + rateText(setup.mSampleRate) + ", sweep at " +
+                                "Q38 response: " + settings + "; " + rate + ", sweep at " +
                                     levelText(setup.mLevelDb),
                                 setup.mSampleRate);
         csv = responseCsv(response);

@@ -21,6 +21,7 @@ struct AnalyzeOptions
     std::filesystem::path mOutput; // .png or .svg
     std::optional<std::filesystem::path> mCsv;
     int mSampleRate = 48000;
+    int mOversample = 1;
     double mLevelDb = -40.0;
     bool mDrive = false;
     int mWidth = 960;

@@ -25,6 +25,7 @@ struct AnalyzeCommandOptions
     CLI::Option* mLevel = nullptr;
     CLI::Option* mDrive = nullptr;
     CLI::Option* mSeed = nullptr;
+    CLI::Option* mOversample = nullptr;
     CLI::Option* mQuiet = nullptr;
     std::optional<SettingOptions> mSettings;
 };
@@ -99,6 +100,8 @@ CommandAction setupAnalyzeCommand(CLI::App& ioCommand, CommandContext& ioContext
                                     "the hiss's seed (default 38), so that a measurement repeats exactly\n"
                                     "e.g. --seed 7",
                                     measurement);
+    options->mOversample = addOversampleOption(ioCommand, ioContext, "--rate", measurement,
+                                               "The engine is measured as q38 render --oversample runs it");
 
     options->mSettings.emplace(ioCommand, ioContext);
 
@@ -129,6 +132,7 @@ CommandAction setupAnalyzeCommand(CLI::App& ioCommand, CommandContext& ioContext
         analyze.mDrive = o.mDrive->count() > 0;
         if (o.mSeed->count())
             analyze.mSeed = parseWholeNumber(*o.mSeed, value(o.mSeed), 0, ~0ULL, "--seed 38");
+        analyze.mOversample = oversampleFactor(*o.mOversample);
         analyze.mQuiet = o.mQuiet->count() > 0;
         analyze.mValues = table.apply(settings);
         return runAnalyze(analyze, table, std::cout);

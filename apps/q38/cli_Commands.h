@@ -52,6 +52,13 @@ CLI::Option* addValueOption(CLI::App& ioCommand, CommandContext& ioContext, cons
                             const std::string& inText, const std::string& inWhat, const std::string& inGroup,
                             std::vector<std::string> inWords = {}, bool inFiles = false);
 
+// --oversample N, running the engine at N times inRate ("the file's rate");
+// inMore ends its help. oversampleFactor gives N, 1 when the option is
+// absent, or throws UsageError.
+CLI::Option* addOversampleOption(CLI::App& ioCommand, CommandContext& ioContext, const std::string& inRate,
+                                 const std::string& inGroup, const std::string& inMore);
+int oversampleFactor(const CLI::Option& inOption);
+
 // The options that set parameters, the same for every command that runs the
 // engine: --set, --preset, --bypass and the option words made from the
 // parameter table. collect() gives the settings in the order they came.

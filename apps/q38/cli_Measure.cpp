@@ -1,7 +1,6 @@
 #include "cli_Measure.h"
 
-#include "Q38EngineHooks.h"
-#include "cli_Error.h"
+#include "cli_Render.h"
 
 #include <algorithm>
 #include <cmath>
@@ -29,32 +28,34 @@ std::vector<int> channelsThatDiffer(const ParameterValues& inValues)
 std::vector<double> runChannel(const MeasureSetup& inSetup, int inChannel, const std::vector<double>& inSignal,
                                unsigned long long inSeed, std::size_t inLeadIn)
 {
-    const std::unique_ptr<Q38Engine> engine(createQ38Engine());
-    if (!engine)
-        throw Error("cannot create the engine");
-    q38FixHissSeed(engine.get(), inSeed);
-    engine->setSampleRate(inSetup.mSampleRate);
-    for (int id = 0; id < kNumParameters; ++id)
-        if (const float target = inSetup.mValues[static_cast<std::size_t>(id)]; target != engine->getParameterValue(id))
-            engine->setParameter(id, target);
+    host::OversampledEngine engine;
+    startEngine(engine, inSeed, inSetup.mSampleRate, inSetup.mOversample, inSetup.mValues);
 
     const std::size_t total = inLeadIn + inSignal.size();
-    std::vector<double> output(inSignal.size());
+    std::vector<double> output;
+    output.reserve(inSignal.size());
     float blockIn[kQ38MaxNumChannels][kQ38MaxBufferSize] = {};
     float blockOut[kQ38MaxNumChannels][kQ38MaxBufferSize];
     const float* inputs[kQ38MaxNumChannels] = {blockIn[0], blockIn[1]};
     float* outputs[kQ38MaxNumChannels] = {blockOut[0], blockOut[1]};
+    // Output frames come aligned with the input: lead-in first, then the signal's.
+    std::size_t produced = 0;
+    const auto keep = [&](int inCount) {
+        for (int i = 0; i < inCount; ++i, ++produced)
+            if (produced >= inLeadIn)
+                output.push_back(blockOut[inChannel][i]);
+    };
+    host::AlignedRun run(engine);
     for (std::size_t start = 0; start < total; start += kQ38MaxBufferSize) {
         const int count = static_cast<int>(std::min<std::size_t>(kQ38MaxBufferSize, total - start));
         for (int i = 0; i < count; ++i) {
             const std::size_t n = start + static_cast<std::size_t>(i);
             blockIn[inChannel][i] = n < inLeadIn ? 0.0f : static_cast<float>(inSignal[n - inLeadIn]);
         }
-        engine->process(inputs, outputs, kQ38MaxNumChannels, count);
-        for (int i = 0; i < count; ++i)
-            if (const std::size_t n = start + static_cast<std::size_t>(i); n >= inLeadIn)
-                output[n - inLeadIn] = blockOut[inChannel][i];
+        keep(run.process(inputs, outputs, kQ38MaxNumChannels, count));
     }
+    while (const int count = run.finish(outputs, kQ38MaxNumChannels))
+        keep(count);
     return output;
 }
 

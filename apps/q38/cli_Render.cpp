@@ -1,6 +1,7 @@
 #include "cli_Render.h"
 
 #include "Q38EngineHooks.h"
+#include "host_OversampledEngine.h"
 #include "cli_AudioFile.h"
 #include "cli_Error.h"
 
@@ -51,6 +52,24 @@ double Levels::rmsDb() const
     return mCount > 0 ? toDecibels(mSumOfSquares / double(mCount), 10.0) : -INFINITY;
 }
 
+void startEngine(host::OversampledEngine& ioEngine, const std::optional<unsigned long long>& inSeed, int inSampleRate,
+                 int inOversample, const ParameterValues& inValues)
+{
+    if (!ioEngine.valid())
+        throw Error("cannot create the engine");
+    if (inSeed)
+        q38FixHissSeed(&ioEngine.engine(), *inSeed);
+    ioEngine.setSampleRate(inSampleRate, inOversample);
+    applyValues(ioEngine.engine(), inValues);
+}
+
+void applyValues(Q38Engine& ioEngine, const ParameterValues& inValues)
+{
+    for (int id = 0; id < kNumParameters; ++id)
+        if (const float value = inValues[static_cast<std::size_t>(id)]; value != ioEngine.getParameterValue(id))
+            ioEngine.setParameter(id, value);
+}
+
 RenderResult render(const RenderJob& inJob)
 {
     InputFile input(inJob.mInput);
@@ -61,20 +80,14 @@ RenderResult render(const RenderJob& inJob)
     if (inJob.mPresetPath)
         checkOutputPath(*inJob.mPresetPath, &inputIdentity, inJob.mOverwrite);
 
-    const std::unique_ptr<Q38Engine> engine(createQ38Engine());
-    if (!engine)
-        throw Error("cannot create the engine");
-    if (inJob.mSeed)
-        q38FixHissSeed(engine.get(), *inJob.mSeed);
-    engine->setSampleRate(input.sampleRate());
-    // The engine starts at its defaults; only the differences go in.
-    for (int id = 0; id < kNumParameters; ++id)
-        if (const float value = inJob.mValues[static_cast<std::size_t>(id)]; value != engine->getParameterValue(id))
-            engine->setParameter(id, value);
+    host::OversampledEngine engine;
+    startEngine(engine, inJob.mSeed, input.sampleRate(), inJob.mOversample, inJob.mValues);
 
     RenderResult result;
     result.mChannels = channels;
     result.mSampleRate = input.sampleRate();
+    result.mOversample = engine.factor();
+    result.mLatency = engine.latency();
     result.mInputFormat = input.formatName();
     result.mOutputFormat = format.mDescription;
 
@@ -99,6 +112,20 @@ RenderResult render(const RenderJob& inJob)
     LoudnessStage loudness(channels, input.sampleRate(), inJob.mMeasureLoudness, inJob.mMatchLoudness,
                            format.mClips);
 
+    // Each block's output frames that are due (all of them but at the start
+    // when oversampling delays the sound) go after the last ones kept.
+    host::AlignedRun run(engine);
+    sf_count_t kept = 0;
+    const auto keep = [&](int inCount) {
+        float* destination = chunkOut.data() + kept * channels;
+        for (int index = 0; index < inCount; ++index)
+            for (int channel = 0; channel < channels; ++channel)
+                destination[index * channels + channel] = blockOut[channel][index];
+        kept += inCount;
+        for (int meter = 0; meter < kNumMeters; ++meter)
+            result.mMeterPeak[meter] = std::max(result.mMeterPeak[meter], engine.meter(meter));
+    };
+
     const Clock::time_point start = Clock::now();
     while (const sf_count_t frames = input.read(chunkIn.data(), kChunkFrames)) {
         // A non-finite sample (a damaged file) is counted, then goes in, and
@@ -107,31 +134,46 @@ RenderResult render(const RenderJob& inJob)
         result.mInputLevels.add(chunkIn.data(), static_cast<std::size_t>(frames * channels));
         std::replace_if(chunkIn.begin(), chunkEnd, [](float inSample) { return !std::isfinite(inSample); }, 0.0f);
         loudness.addInput(chunkIn.data(), frames);
+        kept = 0;
         for (sf_count_t position = 0; position < frames; position += kQ38MaxBufferSize) {
             const int count = static_cast<int>(std::min<sf_count_t>(kQ38MaxBufferSize, frames - position));
             const float* source = chunkIn.data() + position * channels;
             for (int index = 0; index < count; ++index)
                 for (int channel = 0; channel < channels; ++channel)
                     blockIn[channel][index] = source[index * channels + channel];
-            engine->process(inputs, outputs, channels, count);
-            float* destination = chunkOut.data() + position * channels;
-            for (int index = 0; index < count; ++index)
-                for (int channel = 0; channel < channels; ++channel)
-                    destination[index * channels + channel] = blockOut[channel][index];
-            for (int meter = 0; meter < kNumMeters; ++meter)
-                result.mMeterPeak[meter] = std::max(result.mMeterPeak[meter], engine->getMeterValue(meter));
+            keep(run.process(inputs, outputs, channels, count));
         }
-        loudness.addOutput(chunkOut.data(), frames, writeOutput);
+        loudness.addOutput(chunkOut.data(), kept, writeOutput);
         result.mFrames += frames;
         if (inJob.mOnProgress)
             inJob.mOnProgress(result.mFrames, input.frames());
     }
+    // The last frames of an oversampled render, still in the resamplers.
+    kept = 0;
+    while (const int count = run.finish(outputs, channels))
+        keep(count);
+    if (kept > 0)
+        loudness.addOutput(chunkOut.data(), kept, writeOutput);
     result.mLoudness = loudness.finish(writeOutput);
     output.commit();
     result.mWorkSeconds = std::chrono::duration<double>(Clock::now() - start).count();
     if (inJob.mPresetPath)
         writeTextFile(*inJob.mPresetPath, inJob.mPresetText, &inputIdentity, inJob.mOverwrite);
     return result;
+}
+
+std::string describeOversampling(int inAsked, int inUsed, int inSampleRate, int inLatency)
+{
+    std::ostringstream text;
+    text << "  oversampled " << inUsed << "x";
+    if (inUsed != inAsked)
+        text << ", not " << inAsked << "x (the engine runs at " << kQ38MaxSampleRate << " Hz at most)";
+    else
+        text << ": the engine at " << inSampleRate * inUsed << " Hz";
+    if (inLatency > 0)
+        text << "; the resamplers' delay of " << inLatency << " frames taken out";
+    text << "\n";
+    return text.str();
 }
 
 std::string describeRender(const RenderJob& inJob, const RenderResult& inResult)
@@ -151,6 +193,9 @@ std::string describeRender(const RenderJob& inJob, const RenderResult& inResult)
     else
         std::snprintf(line, sizeof line, "  rendered in no measurable time\n");
     text << line;
+    if (inResult.mOversample != 1 || inJob.mOversample != 1)
+        text << describeOversampling(inJob.mOversample, inResult.mOversample, inResult.mSampleRate,
+                                     inResult.mLatency);
     text << "  peak " << formatDecibels(inResult.mInputLevels.peakDb()) << " dBFS in, "
          << formatDecibels(inResult.mOutputLevels.peakDb()) << " dBFS out; RMS "
          << formatDecibels(inResult.mInputLevels.rmsDb()) << " dBFS in, "

@@ -35,6 +35,7 @@ struct RenderOptions
     CLI::Option* mSavePreset = nullptr;
     CLI::Option* mJobs = nullptr;
     CLI::Option* mSeed = nullptr;
+    CLI::Option* mOversample = nullptr;
     CLI::Option* mMatchLoudness = nullptr;
     CLI::Option* mQuiet = nullptr;
     std::optional<SettingOptions> mSettings;
@@ -46,6 +47,8 @@ std::string presetHeader(const RenderJob& inJob)
                          inJob.mInput.filename().string();
     if (inJob.mSeed)
         header += "\nhiss seed: --seed " + std::to_string(*inJob.mSeed);
+    if (inJob.mOversample != 1)
+        header += "\noversampled: --oversample " + std::to_string(inJob.mOversample);
     return header;
 }
 
@@ -97,10 +100,10 @@ std::string renderDescription()
             "stereo; "
          << kLowestSampleRate << " to " << kHighestSampleRate
          << R"( Hz), runs it through the engine at the file's own
-rate in blocks of at most 32 samples, and writes OUT with the same length,
-rate and channels. OUT is written unnamed or under a temporary name in its
-folder and takes its name only when all went well; the input is never
-overwritten.
+rate (or, with --oversample, a multiple of it) in blocks of at most 32
+samples, and writes OUT with the same length, rate and channels. OUT is
+written unnamed or under a temporary name in its folder and takes its name
+only when all went well; the input is never overwritten.
 
 With several inputs, an input folder (its sound files, not its subfolders),
 an output ending in / or naming a folder, or --format, the outputs go into
@@ -130,6 +133,7 @@ Examples:
   q38 render take.flac -o take.wav --subtype PCM_24 --trim -3 --seed 38
   q38 render mix.wav -o mix-ms.wav --preset ms-room-widening --trim2 2
   q38 render bass.wav -o bass-q38.wav --preset warm-bass-di --match-loudness
+  q38 render gtr.wav -o gtr-q38.wav --preset driven-guitar --oversample 4
   q38 render takes/ extra.wav -o rendered/ --format flac -j 4 --preset clean-vocal)";
 }
 
@@ -195,6 +199,9 @@ CommandAction setupRenderCommand(CLI::App& ioCommand, CommandContext& ioContext)
                               "same output bit for bit; without it the hiss differs on every run\n"
                               "e.g. --seed 38",
                               other);
+    options->mOversample = addOversampleOption(ioCommand, ioContext, "the file's rate", other,
+                                               "The output keeps the input's length and alignment: the "
+                                               "resamplers' delay is taken out");
     options->mMatchLoudness = ioCommand.add_flag("--match-loudness")
                                   ->description("scale each output, after rendering and in floating point, to its\n"
                                                 "input's integrated loudness, for A/B listening at equal loudness;\n"
@@ -224,6 +231,7 @@ CommandAction setupRenderCommand(CLI::App& ioCommand, CommandContext& ioContext)
         job.mMatchLoudness = o.mMatchLoudness->count() > 0;
         if (o.mSeed->count())
             job.mSeed = parseWholeNumber(*o.mSeed, o.mSeed->as<std::string>(), 0, ~0ULL, "--seed 38");
+        job.mOversample = oversampleFactor(*o.mOversample);
         if (o.mSavePreset->count())
             job.mPresetPath = o.mSavePreset->as<std::string>();
         job.mValues = table.apply(settings);

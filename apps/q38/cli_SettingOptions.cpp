@@ -1,10 +1,11 @@
-// The options that set the engine's parameters, shared by the commands that
-// run it: --set, --preset, --bypass and the option words of the parameter
-// table, each added to the command being set up.
+// The options shared by the commands that run the engine: --set, --preset,
+// --bypass and the option words of the parameter table, which set its
+// parameters, and --oversample.
 
 #include "cli_Commands.h"
 #include "cli_Error.h"
 #include "cli_FactoryPresets.h"
+#include "host_OversampledEngine.h"
 
 #include <algorithm>
 #include <cmath>
@@ -50,6 +51,32 @@ CLI::Option* addValueOption(CLI::App& ioCommand, CommandContext& ioContext, cons
     if (!inWords.empty() || inFiles)
         ioContext.mCompletions[ioCommand.get_name() + " " + optionName(*option)] = {std::move(inWords), inFiles};
     return option;
+}
+
+CLI::Option* addOversampleOption(CLI::App& ioCommand, CommandContext& ioContext, const std::string& inRate,
+                                 const std::string& inGroup, const std::string& inMore)
+{
+    std::vector<std::string> words;
+    for (const int factor : host::kOversamplingFactors)
+        words.push_back(std::to_string(factor));
+    return addValueOption(ioCommand, ioContext, "--oversample", "N",
+                          "run the engine at N times " + inRate +
+                              " (1, 2, 4 or 8; default 1), between half-band resamplers: far less aliasing "
+                              "from the tube stages at high input gain, for N times the engine's work. Where "
+                              "N times the rate would pass 384000 Hz the largest N that fits is used. " +
+                              inMore + "\ne.g. --oversample 4",
+                          inGroup, words);
+}
+
+int oversampleFactor(const CLI::Option& inOption)
+{
+    if (inOption.count() == 0)
+        return 1;
+    const std::string text = requiredValue(inOption, inOption.as<std::string>(), "--oversample 4");
+    for (const int factor : host::kOversamplingFactors)
+        if (text == std::to_string(factor))
+            return factor;
+    throw UsageError(optionName(inOption) + " takes 1, 2, 4 or 8, not \"" + shownText(text) + "\"");
 }
 
 SettingOptions::SettingOptions(CLI::App& ioCommand, CommandContext& ioContext)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <numbers>
 #include <stdexcept>
 
@@ -78,6 +79,58 @@ std::vector<double> logFrequencies(double inLowest, double inHighest, std::size_
 double powerToDecibels(double inPower)
 {
     return inPower > 0.0 ? 10.0 * std::log10(inPower) : -INFINITY;
+}
+
+ToneSpectrum analyzeTone(const std::vector<double>& inSignal, double inSampleRate, double inFrequency,
+                         double inHighestHz)
+{
+    // A 7-term Blackman-Harris window: side lobes 180 dB down, so that a
+    // component 150 dB under the fundamental still shows. Each peak's main
+    // lobe spans 7 bins either side.
+    constexpr long kLobeBins = 8;
+    constexpr double kWindow[] = {0.27105140069342, 0.43329793923448, 0.21812299954311, 0.06592544638803,
+                                  0.01081174209837, 0.00077658482522, 0.00001388721735};
+    std::size_t size = nextPowerOfTwo(inSignal.size() + 1) / 2;
+    if (size < 2 * kLobeBins)
+        throw std::invalid_argument("analyzeTone: too few samples");
+    const std::size_t start = inSignal.size() - size;
+    ComplexVector spectrum(size);
+    for (std::size_t n = 0; n < size; ++n) {
+        const double phase = 2.0 * std::numbers::pi * double(n) / double(size);
+        double window = 0.0;
+        for (int k = 0; k < int(std::size(kWindow)); ++k)
+            window += (k % 2 ? -kWindow[k] : kWindow[k]) * std::cos(k * phase);
+        spectrum[n] = inSignal[start + n] * window;
+    }
+    fft(spectrum);
+
+    const long last = static_cast<long>(size / 2);
+    const double binWidth = inSampleRate / double(size);
+    std::vector<bool> harmonic(static_cast<std::size_t>(last + 1), false);
+    const auto peakAround = [&](double inHz) {
+        const long centre = std::lround(inHz / binWidth);
+        double peak = 0.0;
+        for (long k = std::max(0L, centre - kLobeBins); k <= std::min(last, centre + kLobeBins); ++k) {
+            peak = std::max(peak, std::abs(spectrum[static_cast<std::size_t>(k)]));
+            harmonic[static_cast<std::size_t>(k)] = true;
+        }
+        return peak;
+    };
+    ToneSpectrum result;
+    peakAround(0.0); // DC is no component of interest
+    const double fundamental = peakAround(inFrequency);
+    result.mHarmonicDb.assign(2, -INFINITY);
+    for (int order = 2; order * inFrequency < inSampleRate / 2.0; ++order)
+        result.mHarmonicDb.push_back(20.0 * std::log10(peakAround(order * inFrequency) / fundamental));
+    const long highest = std::min(last, static_cast<long>(inHighestHz / binWidth));
+    for (long k = 0; k <= highest; ++k) {
+        const double level = 20.0 * std::log10(std::abs(spectrum[static_cast<std::size_t>(k)]) / fundamental);
+        if (!harmonic[static_cast<std::size_t>(k)] && level > result.mInharmonicDb) {
+            result.mInharmonicDb = level;
+            result.mInharmonicHz = double(k) * binWidth;
+        }
+    }
+    return result;
 }
 
 } // namespace cli

@@ -30,4 +30,18 @@ std::vector<double> logFrequencies(double inLowest, double inHighest, std::size_
 // 10 log10 of a power, -inf for 0.
 double powerToDecibels(double inPower);
 
+// A steady tone's output, read off a spectrum of its last power-of-two
+// samples under a 7-term Blackman-Harris window: each harmonic's peak and the
+// highest peak up to inHighestHz that belongs to no harmonic (an alias folded
+// back from above the rate, or the hiss), in dB relative to the fundamental's
+// peak.
+struct ToneSpectrum
+{
+    std::vector<double> mHarmonicDb; // [k] the k-th harmonic up to half the rate; [0] and [1] unused
+    double mInharmonicDb = -INFINITY;
+    double mInharmonicHz = 0.0;
+};
+ToneSpectrum analyzeTone(const std::vector<double>& inSignal, double inSampleRate, double inFrequency,
+                         double inHighestHz);
+
 } // namespace cli

@@ -9,7 +9,7 @@ Many files on one machine or a Dask cluster: python3 -m q38.batch --help.
 """
 
 from ._q38 import __version__
-from ._preamp import Preamp, check_seed
+from ._preamp import Preamp, check_oversample, check_seed
 from ._settings import Parameter, Preset, load_preset, parameters, presets
 from . import _q38, _settings
 
@@ -17,7 +17,7 @@ __all__ = ["Preamp", "Parameter", "Preset", "parameters", "presets", "render_fil
 
 
 def render_file(in_path, out_path, *, seed=None, preset=None, force=False, subtype=None, loudness=True,
-                **settings) -> dict:
+                oversample=1, **settings) -> dict:
     """Renders a sound file with the settings and preset of Preamp, exactly as `q38 render` does.
 
     Reads anything libsndfile reads (mono or stereo, 8 to 384 kHz); the output's
@@ -32,7 +32,11 @@ def render_file(in_path, out_path, *, seed=None, preset=None, force=False, subty
     loudness (LUFS) and true peak (dBTP) of input and output: input_lufs,
     input_true_peak_db, output_lufs, output_true_peak_db (-inf for silence).
     Measuring them costs more than the render: loudness=False leaves them out.
+    oversample=2, 4 or 8 runs the engine at that multiple of the file's rate
+    (the result's oversample and latency tell the factor used and the delay
+    taken out), as `q38 render --oversample` does.
     """
     values = _settings.values_of(settings, preset)
+    factor = check_oversample(oversample)
     return _q38.render_file(in_path, out_path, values, check_seed(seed), bool(force), subtype or "",
-                            bool(loudness))
+                            bool(loudness), factor)

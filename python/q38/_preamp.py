@@ -19,6 +19,14 @@ def check_seed(seed) -> int | None:
     return int(seed)
 
 
+def check_oversample(oversample) -> int:
+    if not isinstance(oversample, numbers.Integral) or isinstance(oversample, (bool, np.bool_)):
+        raise TypeError(f"oversample takes 1, 2, 4 or 8, not {type(oversample).__name__} {oversample!r}")
+    if int(oversample) not in _q38.OVERSAMPLING_FACTORS:
+        raise ValueError(f"oversample={oversample}: 1, 2, 4 or 8 are possible")
+    return int(oversample)
+
+
 def _check_rate(sample_rate) -> int:
     if isinstance(sample_rate, numbers.Real) and not isinstance(sample_rate, (bool, np.bool_)):
         if float(sample_rate).is_integer():
@@ -54,15 +62,19 @@ class Preamp:
     q38.presets() lists them) or a q38 preset file, the settings given
     applying over it. They are also attributes, and p.settings holds them all.
     With a seed the hiss, and so the output, is the same on every run and
-    equals `q38 render --seed` for the same settings.
+    equals `q38 render --seed` for the same settings. oversample=2, 4 or 8
+    runs the engine at that multiple of the rate (`q38 render --oversample`),
+    for less aliasing at high input gain; it is an attribute too.
     """
 
-    __slots__ = ("_engine", "_values")
+    __slots__ = ("_engine", "_values", "_oversample")
 
-    def __init__(self, *, seed=None, preset=None, **settings):
+    def __init__(self, *, seed=None, preset=None, oversample=1, **settings):
         values = _settings.values_of(settings, preset)
+        factor = check_oversample(oversample)
         object.__setattr__(self, "_engine", _q38.Processor(check_seed(seed)))
         object.__setattr__(self, "_values", values)
+        object.__setattr__(self, "_oversample", factor)
 
     def process(self, audio, sample_rate, reset=True) -> np.ndarray:
         """Processes audio, (samples,) or (channels, samples), float32 or float64; returns float32 of its shape.
@@ -70,13 +82,20 @@ class Preamp:
         reset=True starts from a freshly made engine at this rate, so the
         result does not depend on earlier calls. reset=False goes on from
         where the last call stopped (streaming: chunks give the samples of one
-        whole call), unless the rate changed. The engine computes in float32
-        at its edges: float64 input is rounded to float32 first.
+        whole call), unless the rate or oversample changed. The engine
+        computes in float32 at its edges: float64 input is rounded to float32
+        first.
+
+        With oversampling a reset=True call is aligned with its input, as
+        `q38 render --oversample` renders a file; a stream of reset=False
+        calls comes latency(sample_rate) samples late, like a plugin: it gives
+        the samples of one reset=True call on the whole stream, that many
+        samples later.
         """
         blocks = _as_blocks(audio)
         rate = _check_rate(sample_rate)
-        output = self._engine.process(np.ascontiguousarray(blocks, dtype=np.float32), rate, bool(reset),
-                                      self._values)
+        output = self._engine.process(np.ascontiguousarray(blocks, dtype=np.float32), rate, self._oversample,
+                                      bool(reset), self._values)
         return output.reshape(np.shape(audio))
 
     __call__ = process
@@ -90,6 +109,13 @@ class Preamp:
     def seed(self) -> int | None:
         return self._engine.seed
 
+    def latency(self, sample_rate) -> int:
+        """The samples by which a stream of reset=False calls comes late at this rate (0 without oversampling).
+
+        Where oversample times the rate would pass 384000 Hz the largest factor that fits is used.
+        """
+        return _q38.Processor.latency(_check_rate(sample_rate), self._oversample)
+
     @property
     def meters(self) -> tuple[float, float]:
         """The two meters (0..1, channel 1 and 2 amplifier outputs) after the last block processed."""
@@ -101,18 +127,23 @@ class Preamp:
         return self._engine.meters[1]
 
     def __getattr__(self, name):
+        if name == "oversample":
+            return self._oversample
         if name not in _settings.WORDS:
             raise AttributeError(f"'Preamp' object has no attribute {name!r}")
         return _settings.value_of(self._values, name)
 
     def __setattr__(self, name, value):
+        if name == "oversample":
+            object.__setattr__(self, "_oversample", check_oversample(value))
+            return
         if name not in _settings.WORDS:
             raise AttributeError(f"'Preamp' object has no setting {name!r}; the settings are "
                                  f"{', '.join(_settings.SHORTEST)}")
         object.__setattr__(self, "_values", _settings.apply(self._values, {name: value}))
 
     def __dir__(self):
-        return sorted(set(super().__dir__()) | set(_settings.WORDS))
+        return sorted(set(super().__dir__()) | set(_settings.WORDS) | {"oversample"})
 
     def __repr__(self):
         defaults = _settings.defaults()
@@ -120,14 +151,16 @@ class Preamp:
                    in zip(self.settings.items(), self._values, defaults) if current != default]
         if self.seed is not None:
             changed.append(f"seed={self.seed}")
+        if self._oversample != 1:
+            changed.append(f"oversample={self._oversample}")
         return f"Preamp({', '.join(changed)})"
 
     def __reduce__(self):
         # Settings by value, so that a copy sounds the same; the stream state stays behind.
-        return (_restore, (self.seed, list(self._values)))
+        return (_restore, (self.seed, list(self._values), self._oversample))
 
 
-def _restore(seed, values):
-    preamp = Preamp(seed=seed)
+def _restore(seed, values, oversample=1):
+    preamp = Preamp(seed=seed, oversample=oversample)
     object.__setattr__(preamp, "_values", list(values))
     return preamp

@@ -1,6 +1,6 @@
 """Renders many sound files with the same settings on a Dask cluster.
 
-    python3 -m q38.batch IN... -o OUT_DIR [settings] [--seed N] [--preset NAME|FILE]
+    python3 -m q38.batch IN... -o OUT_DIR [settings] [--seed N] [--preset NAME|FILE] [--oversample N]
                          [--workers N] [--scheduler ADDRESS] [--force]
 
 IN are files, folders (every sound file under them, the folder structure kept
@@ -39,6 +39,7 @@ class Job:
     seed: int | None
     force: bool
     subtype: str
+    oversample: int = 1
 
 
 @dataclass(frozen=True)
@@ -53,7 +54,7 @@ def render_job(job: Job) -> Outcome:
     try:
         Path(job.output).parent.mkdir(parents=True, exist_ok=True)
         result = _q38.render_file(job.input, job.output, list(job.values), job.seed, job.force, job.subtype,
-                                   False)
+                                   False, job.oversample)
         return Outcome(job, seconds=result["seconds"])
     except Exception as error:  # noqa: BLE001 - every failure is reported, the batch goes on
         return Outcome(job, error=str(error) or type(error).__name__)
@@ -98,7 +99,8 @@ def plan(args) -> tuple[list[Job], list[Job]]:
                 continue  # named twice
             raise UsageError(f"{claimed[output]} and {source} would both write {output}")
         claimed[output] = source
-        job = Job(str(source.absolute()), str(output), tuple(values), seed, args.force, args.subtype or "")
+        job = Job(str(source.absolute()), str(output), tuple(values), seed, args.force, args.subtype or "",
+                  args.oversample)
         (skipped if not args.force and os.path.lexists(output) else jobs).append(job)
     if not claimed:
         raise UsageError("no sound files found")
@@ -150,6 +152,8 @@ def parser() -> argparse.ArgumentParser:
     result.add_argument("inputs", nargs="+", metavar="IN", help="sound files, folders or glob patterns")
     result.add_argument("-o", "--output", required=True, metavar="OUT_DIR", help="folder for the outputs")
     result.add_argument("--seed", type=int, help="hiss seed: reproducible outputs, equal to q38 render --seed")
+    result.add_argument("--oversample", type=int, choices=_q38.OVERSAMPLING_FACTORS, default=1, metavar="N",
+                        help="run the engine at N (1, 2, 4 or 8) times each file's rate, as q38 render --oversample")
     words = ", ".join(preset.word for preset in _settings.presets())
     result.add_argument("--preset", metavar="NAME|FILE",
                         help=f"a factory preset ({words}) or a q38 preset file; settings given here override it")

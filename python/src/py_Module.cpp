@@ -140,9 +140,10 @@ py::list factoryPresets()
 
 py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem::path& inOutput,
                     const cli::ParameterValues& inValues, std::optional<unsigned long long> inSeed, bool inForce,
-                    const std::string& inSubtype, bool inLoudness)
+                    const std::string& inSubtype, bool inLoudness, int inOversample)
 {
     cli::RenderJob job;
+    job.mOversample = inOversample;
     job.mMeasureLoudness = inLoudness;
     job.mInput = inInput;
     job.mOutput = inOutput;
@@ -159,7 +160,8 @@ py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem:
                      "frames"_a = result.mFrames, "seconds"_a = double(result.mFrames) / result.mSampleRate,
                      "input_format"_a = result.mInputFormat, "output_format"_a = result.mOutputFormat,
                      "meter_peaks"_a = py::make_tuple(result.mMeterPeak[0], result.mMeterPeak[1]),
-                     "non_finite_samples"_a = result.mInputLevels.mNonFinite);
+                     "non_finite_samples"_a = result.mInputLevels.mNonFinite, "oversample"_a = result.mOversample,
+                     "latency"_a = result.mLatency);
     if (result.mLoudness.mMeasured) {
         summary["input_lufs"] = result.mLoudness.mInputLufs;
         summary["input_true_peak_db"] = result.mLoudness.mInputTruePeakDb;
@@ -171,8 +173,8 @@ py::dict renderFile(const std::filesystem::path& inInput, const std::filesystem:
 
 using Audio = py::array_t<float, py::array::c_style | py::array::forcecast>;
 
-py::array_t<float> process(pyq38::Processor& ioProcessor, const Audio& inAudio, int inSampleRate, bool inReset,
-                           const cli::ParameterValues& inValues)
+py::array_t<float> process(pyq38::Processor& ioProcessor, const Audio& inAudio, int inSampleRate, int inOversample,
+                           bool inReset, const cli::ParameterValues& inValues)
 {
     if (inAudio.ndim() != 2)
         throw std::invalid_argument("audio must be shaped (channels, samples)");
@@ -184,7 +186,7 @@ py::array_t<float> process(pyq38::Processor& ioProcessor, const Audio& inAudio, 
     {
         const py::gil_scoped_release release;
         ioProcessor.process(input, out, static_cast<int>(channels), static_cast<long>(samples), inSampleRate,
-                            inReset, inValues);
+                            inOversample, inReset, inValues);
     }
     return output;
 }
@@ -199,6 +201,8 @@ PYBIND11_MODULE(_q38, m)
     m.attr("BLOCK_SIZE") = kQ38MaxBufferSize;
     m.attr("LOWEST_SAMPLE_RATE") = cli::kLowestSampleRate;
     m.attr("HIGHEST_SAMPLE_RATE") = cli::kHighestSampleRate;
+    m.attr("OVERSAMPLING_FACTORS") = py::tuple(
+        py::cast(std::vector<int>(std::begin(host::kOversamplingFactors), std::end(host::kOversamplingFactors))));
 
     py::register_exception_translator([](std::exception_ptr inError) {
         try {
@@ -228,6 +232,7 @@ PYBIND11_MODULE(_q38, m)
           "(id, normalized value) pairs of a factory preset or a preset file, in order.");
     m.def("factory_presets", &factoryPresets, "The factory presets: word, name, purpose, stereo_only.");
     m.def("render_file", &renderFile, "input"_a, "output"_a, "values"_a, "seed"_a, "force"_a, "subtype"_a, "loudness"_a,
+          "oversample"_a,
           "Renders a sound file as the q38 program does; ValueError for a refused output, OSError for files.");
     m.def(
         "is_sound_file_name", [](const std::filesystem::path& inPath) { return cli::isSoundFileName(inPath); },
@@ -235,7 +240,9 @@ PYBIND11_MODULE(_q38, m)
 
     py::class_<pyq38::Processor>(m, "Processor")
         .def(py::init<std::optional<unsigned long long>>(), "seed"_a)
-        .def("process", &process, "audio"_a, "sample_rate"_a, "reset"_a, "values"_a)
+        .def("process", &process, "audio"_a, "sample_rate"_a, "oversample"_a, "reset"_a, "values"_a)
+        .def_static("latency", &pyq38::Processor::latency, "sample_rate"_a, "oversample"_a,
+                    "The delay of an oversampled stream, in samples.")
         .def_property_readonly("seed", &pyq38::Processor::seed)
         .def_property_readonly("meters", [](const pyq38::Processor& inProcessor) {
             const pyq38::MeterReadings readings = inProcessor.meters();

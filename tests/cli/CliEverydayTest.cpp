@@ -221,6 +221,7 @@ TEST(CliCompletion, BashOffersCommandsOptionsTextsAndPresets)
         {"q38 render --stereo-mode M", "M/S|"},
         {"q38 render --preset ph", "phone-line|"},
         {"q38 render --trim ", "|"},
+        {"q38 render --oversample ", "1|2|4|8|"},
         {"q38 render ta", "take.wav|"},
         {"q38 presets w", "warm-bass-di|"},
         {"q38 an", "analyze|"},

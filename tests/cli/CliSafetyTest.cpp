@@ -91,6 +91,8 @@ TEST_F(CliSafety, EveryFailureLeavesTheFilesAsTheyWere)
         {renderWith({"--set", "Volume=3"}), 2, "unknown parameter \"Volume\""},
         {renderWith({"--set", "17=0"}), 2, "unknown parameter id 17"},
         {renderWith({"--seed", "-1"}), 2, "--seed takes a whole number"},
+        {renderWith({"--oversample", "3"}), 2, "--oversample takes 1, 2, 4 or 8, not \"3\""},
+        {renderWith({"--oversample", "8"}), 1, "No space left on device", full},
         {renderWith({"--trim"}), 2, "option --trim needs a value"},
         {renderWith({"--no-such-option"}), 2, "unknown option --no-such-option"},
         {renderWith({"--preset", "bad.q38preset"}), 2, "bad.q38preset:3: Ch.1: Input Gain: 99 dB is out of range"},

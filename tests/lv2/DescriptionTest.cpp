@@ -73,7 +73,8 @@ TEST_P(Description, PortsFollowTheParameterTable)
     const std::uint32_t channels = GetParam() == std::string(kStereoUri) ? 2 : 1;
     const std::uint32_t numPorts = lilv_plugin_get_num_ports(mPlugin);
     const std::uint32_t firstAudio = kNumParameters + std::uint32_t(kNumMeters);
-    ASSERT_EQ(numPorts, firstAudio + 2 * channels);
+    const std::uint32_t oversampling = firstAudio + 2 * channels;
+    ASSERT_EQ(numPorts, oversampling + 2);
     std::vector<float> minimum(numPorts), maximum(numPorts), defaults(numPorts);
     lilv_plugin_get_port_ranges_float(mPlugin, minimum.data(), maximum.data(), defaults.data());
 
@@ -109,15 +110,37 @@ TEST_P(Description, PortsFollowTheParameterTable)
     }
 
     // Then the meters, the audio inputs and the audio outputs.
-    for (std::uint32_t p = kNumParameters; p < numPorts; ++p) {
+    for (std::uint32_t p = kNumParameters; p < oversampling; ++p) {
         const LilvPort* port = lilv_plugin_get_port_by_index(mPlugin, p);
         const bool meter = p < firstAudio;
-        const bool input = !meter && p < numPorts - channels;
+        const bool input = !meter && p < oversampling - channels;
         EXPECT_TRUE(is(port, meter ? "ControlPort" : "AudioPort") && is(port, input ? "InputPort" : "OutputPort")) << p;
         if (meter) {
             EXPECT_EQ(name(port), "Ch." + std::to_string(p - kNumParameters + 1) + ": Meter");
         }
     }
+
+    // Last, added later and so optional: the oversampling factor, and the
+    // latency that it brings, where hosts look for it.
+    const LilvPort* factor = lilv_plugin_get_port_by_index(mPlugin, oversampling);
+    EXPECT_STREQ(lilv_node_as_string(lilv_port_get_symbol(mPlugin, factor)), "oversampling");
+    EXPECT_EQ(name(factor), "Oversampling");
+    EXPECT_TRUE(is(factor, "InputPort") && is(factor, "ControlPort") && has(factor, "enumeration"));
+    EXPECT_EQ(std::vector<float>({minimum[oversampling], maximum[oversampling], defaults[oversampling]}),
+              std::vector<float>({1, 8, 1}));
+    std::map<float, std::string> points;
+    LilvScalePoints* scale = lilv_port_get_scale_points(mPlugin, factor);
+    LILV_FOREACH (scale_points, i, scale) {
+        const LilvScalePoint* point = lilv_scale_points_get(scale, i);
+        points[lilv_node_as_float(lilv_scale_point_get_value(point))] =
+            lilv_node_as_string(lilv_scale_point_get_label(point));
+    }
+    lilv_scale_points_free(scale);
+    EXPECT_EQ(points, (std::map<float, std::string>{{1, "1x"}, {2, "2x"}, {4, "4x"}, {8, "8x"}}));
+    ASSERT_TRUE(lilv_plugin_has_latency(mPlugin));
+    EXPECT_EQ(lilv_plugin_get_latency_port_index(mPlugin), oversampling + 1);
+    for (const std::uint32_t p : {oversampling, oversampling + 1})
+        EXPECT_TRUE(has(lilv_plugin_get_port_by_index(mPlugin, p), "connectionOptional")) << p;
 
     // The host's bypass switch is the engine's own, faded "Enable Effect".
     const LilvPort* enabled = lilv_plugin_get_port_by_designation(mPlugin, mHost.uri(kLv2 + "InputPort"),

@@ -91,12 +91,13 @@ public:
     }
 
     // Runs inInput through a fresh, activated instance in runs of inBlockSize
-    // frames; controls not named keep the port defaults.
+    // frames; controls not named keep the port defaults. Every control port's
+    // value at the end is left in mPortValues.
     Audio render(const char* inPluginUri, const Audio& inInput, std::uint32_t inBlockSize, const Controls& inControls,
-                 float* outMeters = nullptr)
+                 float* outMeters = nullptr, double inSampleRate = kSampleRate)
     {
         const LilvPlugin* plugin = this->plugin(inPluginUri);
-        LilvInstance* instance = plugin ? lilv_plugin_instantiate(plugin, kSampleRate, nullptr) : nullptr;
+        LilvInstance* instance = plugin ? lilv_plugin_instantiate(plugin, inSampleRate, nullptr) : nullptr;
         if (instance == nullptr) {
             ADD_FAILURE() << "cannot instantiate " << inPluginUri;
             return {};
@@ -113,9 +114,14 @@ public:
         const std::uint32_t channels = std::uint32_t(inInput.size());
         const std::size_t frames = inInput[0].size();
         Audio output(channels, std::vector<float>(frames));
-        const std::uint32_t firstAudio = numPorts - 2 * channels;
-        for (std::uint32_t p = 0; p < firstAudio; ++p)
-            lilv_instance_connect_port(instance, p, &values[p]);
+        // Audio ports in order, inputs first; every control port on its value.
+        std::vector<std::uint32_t> audio;
+        for (std::uint32_t p = 0; p < numPorts; ++p) {
+            if (lilv_port_is_a(plugin, lilv_plugin_get_port_by_index(plugin, p), uri(LILV_URI_AUDIO_PORT)))
+                audio.push_back(p);
+            else
+                lilv_instance_connect_port(instance, p, &values[p]);
+        }
         lilv_instance_activate(instance);
         auto change = inControls.begin();
         for (std::size_t start = 0; start < frames; start += inBlockSize) {
@@ -123,17 +129,21 @@ public:
                 *bySymbol.at(change->mKey) = change->mValue;
             // The host's buffers move on: a run may only touch its own frames.
             for (std::uint32_t c = 0; c < channels; ++c) {
-                lilv_instance_connect_port(instance, firstAudio + c, const_cast<float*>(inInput[c].data() + start));
-                lilv_instance_connect_port(instance, firstAudio + channels + c, output[c].data() + start);
+                lilv_instance_connect_port(instance, audio[c], const_cast<float*>(inInput[c].data() + start));
+                lilv_instance_connect_port(instance, audio[channels + c], output[c].data() + start);
             }
             lilv_instance_run(instance, std::uint32_t(std::min<std::size_t>(inBlockSize, frames - start)));
         }
         if (outMeters != nullptr)
             std::copy_n(values.begin() + kNumParameters, kNumMeters, outMeters);
+        for (auto& [symbol, value] : bySymbol)
+            mPortValues[symbol] = *value;
         lilv_instance_deactivate(instance);
         lilv_instance_free(instance);
         return output;
     }
+
+    std::map<std::string, float> mPortValues;
 
 private:
     LilvWorld* mWorld;

@@ -19,6 +19,7 @@ const Controls kControls = {
     {0, "ch1_input_gain", 39.5f}, {0, "ch2_input_gain", 21.25f}, {0, "ch1_highpass", 2.0f},
     {0, "ch2_highpass", 3.0f},    {0, "ch1_high_tone", 5.0f},    {0, "ch2_low_tone", -5.0f},
     {0, "ch1_output_trim", -12.0f}, {0, "ch2_output_trim", 6.0f}, {0, "ch2_phase_reverse", 1.0f},
+    {0, "oversampling", 1.0f}, // the bare engine
 };
 const Parameters kParameters = {
     {0, kCh1InputGain, 0.5f},       {0, kCh2InputGain, 0.25f},     {0, kCh1HighPassFreq, 0.5f},

@@ -14,12 +14,15 @@ RATE = 48000
 SETTINGS = {"input_gain": 55, "highpass": "80 Hz", "trim": -2}
 
 
-def test_render_file_writes_what_the_program_writes(tmp_path):
-    write_wav(tmp_path / "in.wav", test_signal(2, 12345), RATE)
-    render_with_program(tmp_path / "in.wav", tmp_path / "program.flac", SETTINGS, seed=7)
-    info = q38.render_file(tmp_path / "in.wav", tmp_path / "python.flac", seed=7, **SETTINGS)
+# 8x at 96 kHz would pass the engine's highest rate: 4x runs, and says so.
+@pytest.mark.parametrize("rate, oversample, used", [(RATE, 1, 1), (96000, 8, 4)])
+def test_render_file_writes_what_the_program_writes(tmp_path, rate, oversample, used):
+    write_wav(tmp_path / "in.wav", test_signal(2, 12345), rate)
+    render_with_program(tmp_path / "in.wav", tmp_path / "program.flac", {**SETTINGS, "oversample": oversample}, seed=7)
+    info = q38.render_file(tmp_path / "in.wav", tmp_path / "python.flac", seed=7, oversample=oversample, **SETTINGS)
     assert (tmp_path / "python.flac").read_bytes() == (tmp_path / "program.flac").read_bytes()
-    assert (info["channels"], info["sample_rate"], info["frames"]) == (2, RATE, 12345)
+    assert (info["channels"], info["sample_rate"], info["frames"]) == (2, rate, 12345)
+    assert (info["oversample"], info["latency"]) == (used, q38.Preamp(oversample=used).latency(rate))
 
 
 def test_render_file_reports_loudness_and_true_peak(tmp_path):
@@ -73,15 +76,15 @@ def test_batch_on_two_local_workers(tmp_path):
     names = ["a.wav", "b.wav", "takes/c.wav", "takes/d.wav", "takes/f.wav", "e.wav"]
     for index, name in enumerate(names):
         write_wav(inputs / name, test_signal(1 + index % 2, 4000 + 999 * index, seed=index), RATE)
-        render_with_program(inputs / name, reference / name.replace("/", "_"), {"preset": "warm-bass-di", **SETTINGS},
-                            seed=11)
+        render_with_program(inputs / name, reference / name.replace("/", "_"),
+                            {"preset": "warm-bass-di", "oversample": 2, **SETTINGS}, seed=11)
     (inputs / "takes" / "broken.wav").write_bytes(b"RIFF....WAVEfmt nothing else")
     (inputs / "notes.txt").write_text("not a sound file, not even tried")
     (out / "e.wav").parent.mkdir()
     (out / "e.wav").write_bytes(b"already there")
 
     arguments = [sys.executable, "-m", "q38.batch", inputs, "-o", out, "--workers", "2", "--seed", "11",
-                 "--preset", "warm-bass-di", "--input-gain", "55", "--highpass", "80 Hz", "--trim=-2"]
+                 "--preset", "warm-bass-di", "--input-gain", "55", "--highpass", "80 Hz", "--trim=-2", "--oversample", "2"]
     batch = subprocess.run(arguments, capture_output=True, text=True, timeout=120)
 
     assert batch.returncode == 1, batch.stderr

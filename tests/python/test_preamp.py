@@ -45,6 +45,8 @@ PROGRAM_CASES = [
     (2, {"input_gain1": 70, "input_gain2": 20, "phase_reverse2": "Reversed", "eq": "Off"}),
     (1, {"input_gain": 52.25, "highpass": "300 Hz", "high_tone": -10, "low_tone": 10, "trim": 24}),
     (2, {"effect": "Off", "input_gain": 76}),
+    (1, {"oversample": 1, "input_gain": 70}),
+    (2, {"oversample": 4, "input_gain": 70, "highpass": "80 Hz"}),
 ]
 
 
@@ -102,6 +104,19 @@ def test_streaming_in_chunks_equals_one_call():
     np.testing.assert_array_equal(np.concatenate(chunks, axis=1), whole)
 
 
+# A stream of reset=False calls is a plugin's output: the whole call's
+# samples, the resamplers' delay later. 8x at 96 kHz runs at 4x.
+@pytest.mark.parametrize("rate, oversample, latency", [(RATE, 2, 77), (48000, 8, 89), (96000, 8, 86)])
+def test_oversampled_stream_comes_the_latency_late(rate, oversample, latency):
+    audio = test_signal(2, 9000)
+    whole = q38.Preamp(seed=5, input_gain=60, oversample=oversample)(audio, rate)
+    stream = q38.Preamp(seed=5, input_gain=60, oversample=oversample)
+    assert stream.latency(rate) == latency
+    edges = [0, 1, 32, 1000, 1031, 5128, 9000]
+    chunks = np.concatenate([stream(audio[:, a:b], rate, reset=False) for a, b in zip(edges, edges[1:])], axis=1)
+    np.testing.assert_array_equal(chunks[:, latency:], whole[:, :-latency])
+
+
 def test_reset_makes_calls_independent_and_a_new_rate_starts_afresh():
     first, second = test_signal(2, 5000, seed=1), test_signal(2, 5000, seed=2)
     preamp = q38.Preamp(seed=9, input_gain=60)
@@ -136,6 +151,8 @@ def test_threads_get_the_answers_of_one_thread():
     ({"gain": 40}, TypeError, "unknown setting 'gain'; the settings are effect, link, stereo_mode"),
     ({"preset": "nope"}, ValueError, 'no preset "nope": neither a file nor one of clean-vocal, warm-bass-di'),
     ({"preset": 3}, TypeError, "preset takes a factory preset's word or name or a file, not int"),
+    ({"oversample": 3}, ValueError, "oversample=3: 1, 2, 4 or 8 are possible"),
+    ({"oversample": 2.0}, TypeError, "oversample takes 1, 2, 4 or 8, not float 2.0"),
 ])
 def test_refuses_bad_settings_and_changes_nothing(settings, error, message):
     with pytest.raises(error) as caught:
@@ -150,12 +167,13 @@ def test_refuses_bad_settings_and_changes_nothing(settings, error, message):
 
 
 def test_settings_read_back_and_rebuild_the_same_preamp():
-    preamp = q38.Preamp(input_gain=(40, 45.5), highpass=2, stereo_mode="m/s", trim="-3 dB", eq2=False, seed=3)
+    preamp = q38.Preamp(input_gain=(40, 45.5), highpass=2, stereo_mode="m/s", trim="-3 dB", eq2=False, seed=3,
+                        oversample=2)
     assert (preamp.input_gain, preamp.input_gain2, preamp.highpass, preamp.eq) == ((40.0, 45.5), 45.5, "300 Hz",
                                                                                    ("On", "Off"))
     assert preamp.settings["stereo_mode"] == "M/S" and preamp.settings["trim2"] == -3.0
     audio = test_signal(2, 3000)
-    for copy in (q38.Preamp(seed=3, **preamp.settings), pickle.loads(pickle.dumps(preamp))):
+    for copy in (q38.Preamp(seed=3, oversample=preamp.oversample, **preamp.settings), pickle.loads(pickle.dumps(preamp))):
         assert copy.settings == preamp.settings
         np.testing.assert_array_equal(copy(audio, RATE), preamp(audio, RATE))
     defaults = {parameter.option: parameter.default for parameter in q38.parameters()}
