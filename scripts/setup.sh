@@ -9,7 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libsndfile1-dev
   lv2-dev liblilv-dev lilv-utils sordi
-  libcli11-dev libcairo2-dev libebur128-dev libsoxr-dev
+  libcli11-dev libcairo2-dev libebur128-dev
   python3-dev pybind11-dev python3-numpy python3-pytest python3-distributed
 )
 
