@@ -19,93 +19,183 @@
 
 namespace q38 {
 
-void MatrixGlide(const double* const* inInputs, double* const* outOutputs, int inNumSamples, int inNumChannels,
-                 MatrixGlideState& ioGlide, const StereoMatrix& inMatrix)
+namespace {
+
+// The gains of a matrix glide over a block. One channel uses the first gain
+// alone; two mix as {x0, x0} * {g11, g12} + {x1, x1} * {g21, g22}, the gains
+// into the first and into the second channel side by side.
+template <int NumLanes>
+struct MatrixRunner;
+
+template <>
+struct MatrixRunner<1>
 {
-    const double rate = inMatrix.mGlideRate;
-    if (ioGlide.mPending) {
-        ioGlide.mPending = 0;
-        ioGlide.mFirstToFirst = inMatrix.mFirstToFirst;
-        // A single channel uses the first gain only and leaves the others as they are.
-        if (inNumChannels != 1) {
+    double mGain, mTarget, mRate;
+    bool mGliding;
+
+    void load(MatrixGlideState& ioGlide, const StereoMatrix& inMatrix)
+    {
+        // A single channel snaps the first gain only and leaves the others as they are.
+        if (ioGlide.mPending) {
+            ioGlide.mPending = 0;
+            ioGlide.mFirstToFirst = inMatrix.mFirstToFirst;
+        }
+        mGain = ioGlide.mFirstToFirst;
+        mTarget = inMatrix.mFirstToFirst;
+        mRate = inMatrix.mGlideRate;
+        mGliding = glideMoves<1>(mGain, mTarget, mRate);
+    }
+
+    void store(MatrixGlideState& outGlide) const { outGlide.mFirstToFirst = mGain; }
+
+    // Deliberately one multiplication, whatever the stereo mode.
+    template <bool Glide = true>
+    Q38_SAMPLE_INLINE double tick(double inX)
+    {
+        if constexpr (Glide)
+            mGain = glide(mGain, mTarget, mRate);
+        return mGain * inX;
+    }
+
+    static double read(const double* const* inChannels, int inIndex) { return inChannels[0][inIndex]; }
+    static void write(double inValue, double* const* outChannels, int inIndex) { outChannels[0][inIndex] = inValue; }
+};
+
+template <>
+struct MatrixRunner<2>
+{
+    DoublePair mFromFirst, mFromSecond, mFromFirstTarget, mFromSecondTarget;
+    double mRate;
+    bool mGliding;
+
+    void load(MatrixGlideState& ioGlide, const StereoMatrix& inMatrix)
+    {
+        if (ioGlide.mPending) {
+            ioGlide.mPending = 0;
+            ioGlide.mFirstToFirst = inMatrix.mFirstToFirst;
             ioGlide.mFirstToSecond = inMatrix.mFirstToSecond;
             ioGlide.mSecondToFirst = inMatrix.mSecondToFirst;
             ioGlide.mSecondToSecond = inMatrix.mSecondToSecond;
         }
+        mFromFirst = DoublePair{ioGlide.mFirstToFirst, ioGlide.mFirstToSecond};
+        mFromSecond = DoublePair{ioGlide.mSecondToFirst, ioGlide.mSecondToSecond};
+        mFromFirstTarget = DoublePair{inMatrix.mFirstToFirst, inMatrix.mFirstToSecond};
+        mFromSecondTarget = DoublePair{inMatrix.mSecondToFirst, inMatrix.mSecondToSecond};
+        mRate = inMatrix.mGlideRate;
+        mGliding = glideMoves<2>(mFromFirst, mFromFirstTarget, mRate) || glideMoves<2>(mFromSecond, mFromSecondTarget, mRate);
     }
 
-    if (inNumChannels == 1) {
-        // Deliberately one multiplication, whatever the stereo mode.
-        const double target = inMatrix.mFirstToFirst;
-        double gain = ioGlide.mFirstToFirst;
-        const double* const in = inInputs[0];
-        double* const out = outOutputs[0];
-        for (int i = 0; i < inNumSamples; ++i) {
-            gain += (target - gain) * rate;
-            out[i] = gain * in[i];
-        }
-        ioGlide.mFirstToFirst = gain;
-        return;
+    void store(MatrixGlideState& outGlide) const
+    {
+        outGlide.mFirstToFirst = mFromFirst[0];
+        outGlide.mFirstToSecond = mFromFirst[1];
+        outGlide.mSecondToFirst = mFromSecond[0];
+        outGlide.mSecondToSecond = mFromSecond[1];
     }
 
-    // The gains into the first and into the second channel side by side:
-    // {x0, x0} * {g11, g12} + {x1, x1} * {g21, g22}.
-    const double glideGains[] = {ioGlide.mFirstToFirst, ioGlide.mFirstToSecond, ioGlide.mSecondToFirst,
-                                 ioGlide.mSecondToSecond};
-    const double targets[] = {inMatrix.mFirstToFirst, inMatrix.mFirstToSecond, inMatrix.mSecondToFirst,
-                              inMatrix.mSecondToSecond};
-    constexpr int kAll[] = {0, 1, 2, 3};
-    const bool gliding = glideMoves(glideGains, targets, kAll, 4, rate);
-    DoublePair fromFirst = {glideGains[0], glideGains[1]};
-    DoublePair fromSecond = {glideGains[2], glideGains[3]};
-    const DoublePair fromFirstTarget = {targets[0], targets[1]};
-    const DoublePair fromSecondTarget = {targets[2], targets[3]};
-    const double* const in0 = inInputs[0];
-    const double* const in1 = inInputs[1];
-    double* const out0 = outOutputs[0];
-    double* const out1 = outOutputs[1];
-    for (int i = 0; i < inNumSamples; ++i) {
-        if (gliding) {
-            fromFirst += (fromFirstTarget - fromFirst) * rate;
-            fromSecond += (fromSecondTarget - fromSecond) * rate;
+    // All four gains glide before the sample's mix.
+    template <bool Glide = true>
+    Q38_SAMPLE_INLINE DoublePair tick(DoublePair inX)
+    {
+        if constexpr (Glide) {
+            mFromFirst = glide(mFromFirst, mFromFirstTarget, mRate);
+            mFromSecond = glide(mFromSecond, mFromSecondTarget, mRate);
         }
-        const DoublePair mixed = DoublePair{in0[i], in0[i]} * fromFirst + DoublePair{in1[i], in1[i]} * fromSecond;
-        out0[i] = mixed[0];
-        out1[i] = mixed[1];
+        return DoublePair{inX[0], inX[0]} * mFromFirst + DoublePair{inX[1], inX[1]} * mFromSecond;
     }
-    ioGlide.mFirstToFirst = fromFirst[0];
-    ioGlide.mFirstToSecond = fromFirst[1];
-    ioGlide.mSecondToFirst = fromSecond[0];
-    ioGlide.mSecondToSecond = fromSecond[1];
+
+    static DoublePair read(const double* const* inChannels, int inIndex)
+    {
+        return DoublePair{inChannels[0][inIndex], inChannels[1][inIndex]};
+    }
+    static void write(DoublePair inValue, double* const* outChannels, int inIndex)
+    {
+        outChannels[0][inIndex] = inValue[0];
+        outChannels[1][inIndex] = inValue[1];
+    }
+};
+
+} // namespace
+
+void MatrixGlide(const double* const* inInputs, double* const* outOutputs, int inNumSamples, int inNumChannels,
+                 MatrixGlideState& ioGlide, const StereoMatrix& inMatrix)
+{
+    const auto run = [&](auto inRunner) {
+        inRunner.load(ioGlide, inMatrix);
+        for (int i = 0; i < inNumSamples; ++i)
+            inRunner.write(inRunner.tick(inRunner.read(inInputs, i)), outOutputs, i);
+        inRunner.store(ioGlide);
+    };
+    if (inNumChannels == 1)
+        run(MatrixRunner<1>{});
+    else
+        run(MatrixRunner<2>{});
 }
 
-void HissGenerator(double* outSamples, int inNumSamples, std::uint64_t& ioState)
+namespace {
+
+// One step of the hiss sequence: the new state, as a double in [0, 2^64).
+Q38_SAMPLE_INLINE double nextHissState(std::uint64_t& ioState)
 {
     constexpr std::uint64_t kMultiplier = 0x5851F42D4C957F2Dull;
     constexpr std::uint64_t kIncrement = 0x14057B7EF767814Full;
     constexpr std::uint64_t kTwoToThe64Bits = std::bit_cast<std::uint64_t>(18446744073709551616.0);
+    ioState = ioState * kMultiplier + kIncrement;
+    // Through the signed value, lifted by 2^64 when negative. The sign is
+    // random, so the lift is chosen by a mask rather than a branch; adding
+    // 0.0 leaves a positive value as it is.
+    const std::int64_t signedValue = static_cast<std::int64_t>(ioState);
+    const double lift = std::bit_cast<double>(static_cast<std::uint64_t>(signedValue >> 63) & kTwoToThe64Bits);
+    return static_cast<double>(signedValue) + lift;
+}
+
+// The state as a sample, uniform on [-1, 1).
+template <typename Value>
+Q38_SAMPLE_INLINE Value hissSample(Value inState)
+{
     constexpr double kTwoToTheMinus63 = 1.0842021724855044e-19;
+    return inState * kTwoToTheMinus63 - 1.0;
+}
+
+} // namespace
+
+void HissGenerator(double* outSamples, int inNumSamples, std::uint64_t& ioState)
+{
     std::uint64_t x = ioState;
-    for (int i = 0; i < inNumSamples; ++i) {
-        x = x * kMultiplier + kIncrement;
-        // Through the signed value, lifted by 2^64 when negative. The sign is
-        // random, so the lift is chosen by a mask rather than a branch; adding
-        // 0.0 leaves a positive value as it is.
-        const std::int64_t signedValue = static_cast<std::int64_t>(x);
-        const double lift = std::bit_cast<double>(static_cast<std::uint64_t>(signedValue >> 63) & kTwoToThe64Bits);
-        outSamples[i] = (static_cast<double>(signedValue) + lift) * kTwoToTheMinus63 - 1.0;
-    }
+    for (int i = 0; i < inNumSamples; ++i)
+        outSamples[i] = hissSample(nextHissState(x));
     ioState = x;
 }
 
 namespace {
+
+// exp(n * inLogSpan), how far a ramp reaches in a block of n samples. Every
+// ramp has the same span, so the reaches of blocks of 1 to 32 samples are
+// computed once, with the same expression.
+double rampReach(double inLogSpan, int inNumSamples)
+{
+    struct Reaches
+    {
+        double mLogSpan;
+        double mReach[dsp::DataBuffer::MaxNumSamples + 1];
+    };
+    static const Reaches kReaches = [] {
+        Reaches reaches{gainRampLogSpan(), {}};
+        for (int n = 1; n <= dsp::DataBuffer::MaxNumSamples; ++n)
+            reaches.mReach[n] = std::exp(n * reaches.mLogSpan);
+        return reaches;
+    }();
+    if (inLogSpan == kReaches.mLogSpan && inNumSamples >= 1 && inNumSamples <= dsp::DataBuffer::MaxNumSamples)
+        return kReaches.mReach[inNumSamples];
+    return std::exp(inNumSamples * inLogSpan);
+}
 
 // The geometric ramp of one lane over a block: a jump is a ramp at ratio 1
 // that starts on the target, which multiplies out to exactly the target.
 void startGainRamp(GainRamp& ioRamp, double inTarget, int inNumSamples, double& outGain, double& outRatio)
 {
     const double difference = inTarget - ioRamp.mCurrent;
-    const double reach = std::exp(inNumSamples * ioRamp.mLogSpan);
+    const double reach = rampReach(ioRamp.mLogSpan, inNumSamples);
     if (std::fabs(difference) < (reach - 1.0) * inTarget || ioRamp.mPending) {
         ioRamp.mPending = 0;
         outGain = inTarget;
@@ -246,8 +336,22 @@ struct AmplifierRunner
     // The amplifier runs in three stages, each in a loop over the block with
     // few other sections: consecutive samples then overlap in the processor,
     // where one loop of the whole chain would wait on each sample's long chain.
+    // A stage leaves out its glides (Glide false) while none of them moves.
+
+    bool clipperStageGlides() const
+    {
+        return glideMoves<NumLanes>(mBiasGain, mBiasGainTarget, kBiasGainGlideRate) || mPreEmphasis.mGliding
+               || mDeEmphasis.mGliding;
+    }
+
+    bool highPassStageGlides() const
+    {
+        return mHighPassFirstOrder.mGliding || mHighPassSecondOrder.mGliding || mCouplingHighPass.mGliding
+               || mBiasShiftClamp.mGliding;
+    }
 
     // The entrance, the bias offset and the first clipper between its shelves.
+    template <bool Glide = true>
     Q38_SAMPLE_INLINE Value clipperStage(Value inX)
     {
         const Value entrance = mDcBlock.tick(inX);
@@ -255,23 +359,25 @@ struct AmplifierRunner
         // gain: an offset added ahead of the first clipper and taken out behind
         // it, so that its operating point moves with the programme.
         mEnvelope = mEnvelopeCoefficient * absolute(mEnvelopeClip.tick(entrance)) + mEnvelope * mEnvelopeKeep;
-        mBiasGain += (mBiasGainTarget - mBiasGain) * kBiasGainGlideRate;
+        if constexpr (Glide)
+            mBiasGain += (mBiasGainTarget - mBiasGain) * kBiasGainGlideRate;
         const Value offset = mBiasGain * mEnvelope;
 
         Value x = mBassLift.tick(entrance);
-        x = mPreEmphasis.tick(x);
+        x = mPreEmphasis.template tick<Glide>(x);
         x = mFirstClip.tick(x + offset) - offset;
-        return mDeEmphasis.tick(x);
+        return mDeEmphasis.template tick<Glide>(x);
     }
 
     // The high-pass switch, the second clipper and the bias shift.
+    template <bool Glide = true>
     Q38_SAMPLE_INLINE Value highPassStage(Value inX)
     {
-        Value x = mHighPassFirstOrder.tick(inX);
-        x = mHighPassSecondOrder.tick(x);
+        Value x = mHighPassFirstOrder.template tick<Glide>(inX);
+        x = mHighPassSecondOrder.template tick<Glide>(x);
         x = mSecondClip.tick(x);
-        x = mCouplingHighPass.tick(x);
-        return mBiasShiftClamp.tick(x);
+        x = mCouplingHighPass.template tick<Glide>(x);
+        return mBiasShiftClamp.template tick<Glide>(x);
     }
 
     // The fixed filters and the core, and the extremes for the meter.
@@ -364,23 +470,41 @@ bool isFinite(const ChannelState& inState)
     return sum - sum == 0.0;
 }
 
-// One pass of the per-channel chain over a block, for one model channel or
-// both at once: hiss, input ramp, amplifier, tone blend, output ramp, from
-// ioChannels[c] back into it.
+// Runs inLoop with a compile-time flag, true when any glide of its loop moves.
+template <typename Loop>
+void withGlides(bool inGlides, Loop&& inLoop)
+{
+    if (inGlides)
+        inLoop(std::true_type{});
+    else
+        inLoop(std::false_type{});
+}
+
+// One pass of the chain over a block, for one model channel or both at once:
+// the input matrix, then per channel hiss, input ramp, amplifier, tone blend
+// and output ramp, into outModel. The output matrix follows separately.
 template <int NumLanes>
-void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumLanes>& inLanes)
+void runChannels(const double* const* inInputs, double* const* outModel, int inNumSamples,
+                 const ModelCoefficients& inCoefficients, ModelState& ioState)
 {
     using Value = Lanes<NumLanes>;
     const int n = inNumSamples;
+    LaneSet<NumLanes> lanes;
+    for (int c = 0; c < NumLanes; ++c) {
+        lanes.mStates[c] = &ioState.mChannel[c];
+        lanes.mCoefficients[c] = &inCoefficients.mChannel[c];
+    }
 
-    double hiss[NumLanes][dsp::DataBuffer::MaxNumSamples];
+    MatrixRunner<NumLanes> inputMatrix;
+    inputMatrix.load(ioState.mInputMatrix, inCoefficients.mInputMatrix);
+    std::uint64_t hiss[NumLanes];
     double inputGain[NumLanes], inputRatio[NumLanes], outputGain[NumLanes], outputRatio[NumLanes];
     bool runsTone[NumLanes];
     bool anyTone = false;
     for (int c = 0; c < NumLanes; ++c) {
-        ChannelState& state = *inLanes.mStates[c];
-        const ChannelCoefficients& coefficients = *inLanes.mCoefficients[c];
-        HissGenerator(hiss[c], n, state.mHissState);
+        ChannelState& state = *lanes.mStates[c];
+        const ChannelCoefficients& coefficients = *lanes.mCoefficients[c];
+        hiss[c] = state.mHissState;
         startGainRamp(state.mInputRamp, coefficients.mInputGain, n, inputGain[c], inputRatio[c]);
         startGainRamp(state.mOutputRamp, coefficients.mOutputGain, n, outputGain[c], outputRatio[c]);
         runsTone[c] = startToneBlend(state, coefficients);
@@ -395,66 +519,90 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     const Value inRatio = gather<NumLanes>([&](int c) { return inputRatio[c]; });
     Value outGain = gather<NumLanes>([&](int c) { return outputGain[c]; });
     const Value outRatio = gather<NumLanes>([&](int c) { return outputRatio[c]; });
-    Value mix = gather<NumLanes>([&](int c) { return inLanes.mStates[c]->mToneMix; });
-    const Value mixTarget = gather<NumLanes>([&](int c) { return inLanes.mCoefficients[c]->mToneMixTarget; });
+    Value mix = gather<NumLanes>([&](int c) { return lanes.mStates[c]->mToneMix; });
+    const Value mixTarget = gather<NumLanes>([&](int c) { return lanes.mCoefficients[c]->mToneMixTarget; });
     // Lanes whose tone section stands still keep their memories and read the
     // block that the tone section would have written: the input ramp's output.
     const LaneMask<NumLanes> toneLanes = gather<NumLanes>([&](int c) { return runsTone[c] ? 1.0 : 0.0; }) != 0.0;
+    // A ramp that has jumped to its target goes on at the ratio 1.
+    const Value one = splat<NumLanes>(1.0);
 
     AmplifierRunner<NumLanes> amplifier;
-    amplifier.load(inLanes);
+    amplifier.load(lanes);
 
     // Stage buffers: the input ramp's output, and the chain between stages.
     Value ramped[dsp::DataBuffer::MaxNumSamples];
     Value first[dsp::DataBuffer::MaxNumSamples];
 
-    for (int i = 0; i < n; ++i) {
-        const Value noise = gather<NumLanes>([&](int c) { return hiss[c][i]; }) * kHissLevel;
-        const Value entrance = noise + gather<NumLanes>([&](int c) { return ioChannels[c][i]; });
-        inGain *= inRatio;
-        ramped[i] = inGain * entrance;
-        first[i] = amplifier.clipperStage(ramped[i]);
-    }
-    for (int i = 0; i < n; ++i)
-        first[i] = amplifier.highPassStage(first[i]);
-
-    // The core shares its loop with the tone section, whose own core's
-    // recurrence then overlaps with it. The blend mixes in the tone section's
-    // output where it runs.
-    if (anyTone) {
-        ToneSectionRunner<NumLanes> tone;
-        tone.load(inLanes);
+    const bool entranceGlides = inputMatrix.mGliding || differsInBits<NumLanes>(inRatio, one)
+                                || amplifier.clipperStageGlides();
+    withGlides(entranceGlides, [&](auto inGlide) {
+        constexpr bool glides = decltype(inGlide)::value;
         for (int i = 0; i < n; ++i) {
-            const Value amplified = amplifier.coreStage(first[i]);
-            const Value toned = toneLanes ? tone.tick(amplified) : ramped[i];
-            const Value blended = (1.0 - mix) * amplified + mix * toned;
-            mix += (mixTarget - mix) * kToneMixGlideRate;
-            outGain *= outRatio;
-            scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return ioChannels[c][i]; });
+            const Value noise = hissSample(gather<NumLanes>([&](int c) { return nextHissState(hiss[c]); })) * kHissLevel;
+            const Value entrance = noise + inputMatrix.template tick<glides>(inputMatrix.read(inInputs, i));
+            if constexpr (glides)
+                inGain *= inRatio;
+            ramped[i] = inGain * entrance;
+            first[i] = amplifier.template clipperStage<glides>(ramped[i]);
         }
+    });
+    withGlides(amplifier.highPassStageGlides(), [&](auto inGlide) {
+        for (int i = 0; i < n; ++i)
+            first[i] = amplifier.template highPassStage<decltype(inGlide)::value>(first[i]);
+    });
 
+    for (int i = 0; i < n; ++i)
+        first[i] = amplifier.coreStage(first[i]);
+
+    // The blend mixes in the tone section's output where it runs.
+    ToneSectionRunner<NumLanes> tone{};
+    if (anyTone)
+        tone.load(lanes);
+    const bool outputGlides = glideMoves<NumLanes>(mix, mixTarget, kToneMixGlideRate)
+                              || differsInBits<NumLanes>(outRatio, one) || (anyTone && tone.gliding());
+    withGlides(outputGlides, [&](auto inGlide) {
+        constexpr bool glides = decltype(inGlide)::value;
+        const auto finish = [&](int i, Value inAmplified, Value inToned) {
+            const Value blended = (1.0 - mix) * inAmplified + mix * inToned;
+            if constexpr (glides) {
+                mix += (mixTarget - mix) * kToneMixGlideRate;
+                outGain *= outRatio;
+            }
+            scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return outModel[c][i]; });
+        };
+        if (anyTone) {
+            // The shaper has no memory: in a loop of its own its samples
+            // overlap, and its long chain of arithmetic stays out of the next.
+            Value shaped[dsp::DataBuffer::MaxNumSamples];
+            for (int i = 0; i < n; ++i)
+                shaped[i] = tone.shape(first[i]);
+            for (int i = 0; i < n; ++i)
+                finish(i, first[i], toneLanes ? tone.template filterStage<glides>(shaped[i]) : ramped[i]);
+        } else {
+            for (int i = 0; i < n; ++i)
+                finish(i, first[i], ramped[i]);
+        }
+    });
+
+    if (anyTone) {
         // A lane whose tone section stood still keeps its memories as they were.
         ToneMemories kept[NumLanes];
         for (int c = 0; c < NumLanes; ++c)
             if (!runsTone[c])
-                kept[c].save(*inLanes.mStates[c]);
-        tone.store(inLanes);
+                kept[c].save(*lanes.mStates[c]);
+        tone.store(lanes);
         for (int c = 0; c < NumLanes; ++c)
             if (!runsTone[c])
-                kept[c].restore(*inLanes.mStates[c]);
-    } else {
-        for (int i = 0; i < n; ++i) {
-            const Value blended = (1.0 - mix) * amplifier.coreStage(first[i]) + mix * ramped[i];
-            mix += (mixTarget - mix) * kToneMixGlideRate;
-            outGain *= outRatio;
-            scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return ioChannels[c][i]; });
-        }
+                kept[c].restore(*lanes.mStates[c]);
     }
 
-    amplifier.store(inLanes);
+    inputMatrix.store(ioState.mInputMatrix);
+    amplifier.store(lanes);
     bool holdsNonFinite[NumLanes];
     for (int c = 0; c < NumLanes; ++c) {
-        ChannelState& state = *inLanes.mStates[c];
+        ChannelState& state = *lanes.mStates[c];
+        state.mHissState = hiss[c];
         state.mInputRamp.mCurrent = lane<NumLanes>(inGain, c);
         state.mOutputRamp.mCurrent = lane<NumLanes>(outGain, c);
         finishToneBlend(state, lane<NumLanes>(mix, c));
@@ -465,8 +613,8 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     // of it is silence rather than whatever it holds.
     for (int c = 0; c < NumLanes; ++c) {
         if (holdsNonFinite[c]) [[unlikely]] {
-            clearChannelMemories(*inLanes.mStates[c]);
-            std::fill(ioChannels[c], ioChannels[c] + n, 0.0);
+            clearChannelMemories(*lanes.mStates[c]);
+            std::fill(outModel[c], outModel[c] + n, 0.0);
         }
     }
 }
@@ -497,18 +645,12 @@ void ToneSectionBlend(const double* inSamples, double* outSamples, int inNumSamp
 void processModel(const double* const* inInputs, double* const* outOutputs, int inNumSamples, int inNumChannels,
                   const ModelCoefficients& inCoefficients, ModelState& ioState)
 {
-    dsp::ChannelsBuffer work(inNumChannels, inNumSamples);
-    MatrixGlide(inInputs, work.channelPointers(), inNumSamples, inNumChannels, ioState.mInputMatrix,
-                inCoefficients.mInputMatrix);
-
     // The two model channels are independent: with two they run side by side.
-    if (inNumChannels == 2) {
-        runChannels<2>(work.channelPointers(), inNumSamples,
-                       {{&ioState.mChannel[0], &ioState.mChannel[1]},
-                        {&inCoefficients.mChannel[0], &inCoefficients.mChannel[1]}});
-    } else {
-        runChannels<1>(work.channelPointers(), inNumSamples, {{&ioState.mChannel[0]}, {&inCoefficients.mChannel[0]}});
-    }
+    dsp::ChannelsBuffer work(inNumChannels, inNumSamples);
+    if (inNumChannels == 2)
+        runChannels<2>(inInputs, work.channelPointers(), inNumSamples, inCoefficients, ioState);
+    else
+        runChannels<1>(inInputs, work.channelPointers(), inNumSamples, inCoefficients, ioState);
 
     MatrixGlide(work.channelPointers(), outOutputs, inNumSamples, inNumChannels, ioState.mOutputMatrix,
                 inCoefficients.mOutputMatrix);

@@ -9,6 +9,7 @@
 #include "q38_ModelTypes.h"
 
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 
@@ -80,6 +81,16 @@ inline double lane(Lanes<NumLanes> inValue, int inLane)
         return inValue;
     else
         return inValue[inLane];
+}
+
+// Whether any lane of inA differs from inB in its bits.
+template <int NumLanes>
+inline bool differsInBits(Lanes<NumLanes> inA, Lanes<NumLanes> inB)
+{
+    for (int c = 0; c < NumLanes; ++c)
+        if (std::bit_cast<std::uint64_t>(lane<NumLanes>(inA, c)) != std::bit_cast<std::uint64_t>(lane<NumLanes>(inB, c)))
+            return true;
+    return false;
 }
 
 inline bool allLanes(bool inMask)

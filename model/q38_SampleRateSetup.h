@@ -16,6 +16,9 @@ struct MonotonicClock
 // The system's steady clock.
 MonotonicClock systemMonotonicClock();
 
+// Twice the log of the gain ramp's step of 2^(1/480), the same at every rate.
+double gainRampLogSpan();
+
 // Silent, unprimed state: memories cleared, coefficients at identity, every
 // pending flag set, meters at 0. Reads the clock once per channel.
 void resetModel(ModelState& outState, const MonotonicClock& inClock);

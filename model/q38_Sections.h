@@ -58,6 +58,13 @@ inline bool glideMoves(const double* inCurrent, const double* inTargets, const i
     return false;
 }
 
+// The same for a glide of one value per lane.
+template <int NumLanes>
+inline bool glideMoves(Lanes<NumLanes> inCurrent, Lanes<NumLanes> inTarget, double inRate)
+{
+    return differsInBits<NumLanes>(glide(inCurrent, inTarget, inRate), inCurrent);
+}
+
 // The coefficients that move: a0 never does.
 inline constexpr int kFirstOrderGlided[] = {0, 1, 3};
 inline constexpr int kSecondOrderGlided[] = {0, 1, 2, 4, 5};
@@ -135,7 +142,9 @@ struct BiquadRunner
 };
 
 // A section whose coefficients glide: every coefficient in use (inGlided, all
-// but a0) moves towards its target before the sample that uses it.
+// but a0) moves towards its target before the sample that uses it. The chain
+// leaves the steps out (Glide false) while mGliding, read at the load, says
+// that none of them would change a bit.
 template <typename FixedRunner, int NumLanes, const auto& Glided>
 struct GlidingRunner
 {
@@ -166,9 +175,10 @@ struct GlidingRunner
             scatter<NumLanes>(mSection.mCoefficients[k], [&](int c) -> double& { return inSections[c]->mCoefficients[k]; });
     }
 
+    template <bool Glide = true>
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
-        if (mGliding) {
+        if constexpr (Glide) {
             for (const int k : Glided)
                 mSection.mCoefficients[k] = glide(mSection.mCoefficients[k], mTargets[k], mRate);
         }

@@ -57,13 +57,15 @@ struct ClipRunner
         mLower = gather<NumLanes>([&](int c) { return inLimits[c]->mLower; });
     }
 
-    // As the vector threshold: below the lower limit, within, else (NaN too) the upper one.
+    // As the vector threshold: below the lower limit, within, else (NaN too)
+    // the upper one. Written as the processor's minimum and maximum, which
+    // agree with those comparisons for the model's limits, a negative lower
+    // and a positive upper one: where they pick the other of two equal
+    // operands, the two are the same nonzero number.
     Q38_SAMPLE_INLINE Value tick(Value inX) const
     {
-        if constexpr (NumLanes == 1)
-            return dsp::clipSample(inX, {mUpper, mLower});
-        else
-            return inX < mLower ? mLower : (inX <= mUpper ? inX : mUpper);
+        const Value below = inX < mUpper ? inX : mUpper;
+        return below > mLower ? below : mLower;
     }
 };
 
@@ -115,15 +117,22 @@ struct SaturatingIntegratorRunner
                                : dsp::evaluateSoftKneeShaper(mShaper, inV);
         } else {
             // With s = copysign(1, v), s * v is |v| and a product with s a sign
-            // flip; a zero v, the one case where s is 0, takes the first arm either way.
+            // flip; a zero v, the one case where s is 0, takes the first arm
+            // either way. Both lanes below the knee, the usual case at
+            // programme levels, take the first arm by a branch: the curve's
+            // arithmetic then stays off the integrator's chain from sample to sample.
             if constexpr (UnityShaper) {
                 const Value a = absolute(inV);
+                if (allLanes(a <= mKneeLow))
+                    return inV;
                 const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV);
                 const Value line = flipSign(a * mSlope + mOffset, inV);
                 return a <= mKneeLow ? inV : (a <= mKneeHigh ? knee : line);
             } else {
                 const Value a = absolute(inV) * mPreGain;
                 const Value linear = mPreGain * mPostGain * inV;
+                if (allLanes(a <= mKneeLow))
+                    return linear;
                 const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV) * mPostGain;
                 const Value line = flipSign(a * mSlope + mOffset, inV) * mPostGain;
                 return a <= mKneeLow ? linear : (a <= mKneeHigh ? knee : line);
@@ -154,6 +163,7 @@ struct BiasShiftClampRunner
     using Value = Lanes<NumLanes>;
     Value mB0, mB1, mA1, mMemory, mShift, mFloor, mFeedback, mFloorTarget, mFeedbackTarget;
     bool mResting;
+    bool mGliding;  // the floor or the feedback still moves
 
     // Below this, a subtraction of a subnormal could change the sample.
     static constexpr double kSmallestPassed = 0x1p-900;
@@ -187,6 +197,8 @@ struct BiasShiftClampRunner
         mResting = true;
         for (int c = 0; c < NumLanes; ++c)
             mResting = mResting && isResting(*inLanes.mStates[c], *inLanes.mCoefficients[c]);
+        mGliding = glideMoves<NumLanes>(mFeedback, mFeedbackTarget, kBiasGlideRate)
+                   || glideMoves<NumLanes>(mFloor, mFloorTarget, kBiasGlideRate);
     }
 
     void store(const LaneSet<NumLanes>& inLanes) const
@@ -197,20 +209,26 @@ struct BiasShiftClampRunner
         scatter<NumLanes>(mFeedback, [&](int c) -> double& { return inLanes.mStates[c]->mBiasFeedback; });
     }
 
+    template <bool Glide = true>
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
         Value v = inX;
         if (!(mResting && allLanes(absolute(inX) >= kSmallestPassed && inX > mFloor))) {
             mResting = false;
             v = inX - mShift * mFeedback;
-            v = v <= mFloor ? mFloor : v;
+            // Mostly the clamp does not act: a branch then keeps the selection
+            // off the chain from one sample's shift to the next.
+            if (!allLanes(v > mFloor))
+                v = v <= mFloor ? mFloor : v;
             const Value e = inX - v;
             mShift = e * mB0 + mMemory;
             mMemory = e * mB1 - mA1 * mShift;
         }
         // No pending flag: after a reset both rise from 0.
-        mFeedback += (mFeedbackTarget - mFeedback) * kBiasGlideRate;
-        mFloor += (mFloorTarget - mFloor) * kBiasGlideRate;
+        if constexpr (Glide) {
+            mFeedback += (mFeedbackTarget - mFeedback) * kBiasGlideRate;
+            mFloor += (mFloorTarget - mFloor) * kBiasGlideRate;
+        }
         return v;
     }
 };
@@ -269,20 +287,21 @@ struct ToneSectionRunner
         }
     }
 
-    // Everything ahead of the output stage.
-    Q38_SAMPLE_INLINE Value filterStage(Value inX)
+    bool gliding() const { return mLowShelf.mGliding || mHighShelf.mGliding; }
+
+    // Everything after the shaper, which has no memory and so may run ahead
+    // over a whole block.
+    template <bool Glide = true>
+    Q38_SAMPLE_INLINE Value filterStage(Value inShaped)
     {
-        Value x = shape(inX);
-        x = mLowShelf.tick(x);
-        x = mHighShelf.tick(x);
+        Value x = mLowShelf.template tick<Glide>(inShaped);
+        x = mHighShelf.template tick<Glide>(x);
         x = mFirstBell.tick(x);
-        return mSecondBell.tick(x);
+        x = mSecondBell.tick(x);
+        return mOutputCore.tick(x);
     }
 
-    Q38_SAMPLE_INLINE Value tick(Value inX)
-    {
-        return mOutputCore.tick(filterStage(inX));
-    }
+    Q38_SAMPLE_INLINE Value tick(Value inX) { return filterStage(shape(inX)); }
 };
 
 } // namespace q38
