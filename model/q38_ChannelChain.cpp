@@ -480,11 +480,40 @@ void withGlides(bool inGlides, Loop&& inLoop)
         inLoop(std::false_type{});
 }
 
+// The tone section of the lanes in inRuns over a block, from the amplifier's
+// output to outToned. A lane whose section stands still keeps its memories
+// and passes inStill, the block that the blend takes in its place.
+template <int NumLanes>
+void runToneSection(const Lanes<NumLanes>* inAmplified, const Lanes<NumLanes>* inStill, Lanes<NumLanes>* outToned,
+                    int inNumSamples, const LaneSet<NumLanes>& inLanes, const bool (&inRuns)[NumLanes])
+{
+    ToneSectionRunner<NumLanes> tone;
+    tone.load(inLanes);
+    // The shaper has no memory: in a loop of its own its samples overlap, and
+    // its long chain of arithmetic stays out of the filters' loop.
+    for (int i = 0; i < inNumSamples; ++i)
+        outToned[i] = tone.shape(inAmplified[i]);
+    const LaneMask<NumLanes> running = gather<NumLanes>([&](int c) { return inRuns[c] ? 1.0 : 0.0; }) != 0.0;
+    withGlides(tone.gliding(), [&](auto inGlide) {
+        for (int i = 0; i < inNumSamples; ++i)
+            outToned[i] = running ? tone.template filterStage<decltype(inGlide)::value>(outToned[i]) : inStill[i];
+    });
+
+    ToneMemories kept[NumLanes];
+    for (int c = 0; c < NumLanes; ++c)
+        if (!inRuns[c])
+            kept[c].save(*inLanes.mStates[c]);
+    tone.store(inLanes);
+    for (int c = 0; c < NumLanes; ++c)
+        if (!inRuns[c])
+            kept[c].restore(*inLanes.mStates[c]);
+}
+
 // One pass of the chain over a block, for one model channel or both at once:
 // the input matrix, then per channel hiss, input ramp, amplifier, tone blend
-// and output ramp, into outModel. The output matrix follows separately.
+// and output ramp, then the output matrix.
 template <int NumLanes>
-void runChannels(const double* const* inInputs, double* const* outModel, int inNumSamples,
+void runChannels(const double* const* inInputs, double* const* outOutputs, int inNumSamples,
                  const ModelCoefficients& inCoefficients, ModelState& ioState)
 {
     using Value = Lanes<NumLanes>;
@@ -495,8 +524,10 @@ void runChannels(const double* const* inInputs, double* const* outModel, int inN
         lanes.mCoefficients[c] = &inCoefficients.mChannel[c];
     }
 
-    MatrixRunner<NumLanes> inputMatrix;
+    MatrixRunner<NumLanes> inputMatrix, outputMatrix;
     inputMatrix.load(ioState.mInputMatrix, inCoefficients.mInputMatrix);
+    outputMatrix.load(ioState.mOutputMatrix, inCoefficients.mOutputMatrix);
+    const MatrixRunner<NumLanes> outputMatrixAtStart = outputMatrix;
     std::uint64_t hiss[NumLanes];
     double inputGain[NumLanes], inputRatio[NumLanes], outputGain[NumLanes], outputRatio[NumLanes];
     bool runsTone[NumLanes];
@@ -521,9 +552,6 @@ void runChannels(const double* const* inInputs, double* const* outModel, int inN
     const Value outRatio = gather<NumLanes>([&](int c) { return outputRatio[c]; });
     Value mix = gather<NumLanes>([&](int c) { return lanes.mStates[c]->mToneMix; });
     const Value mixTarget = gather<NumLanes>([&](int c) { return lanes.mCoefficients[c]->mToneMixTarget; });
-    // Lanes whose tone section stands still keep their memories and read the
-    // block that the tone section would have written: the input ramp's output.
-    const LaneMask<NumLanes> toneLanes = gather<NumLanes>([&](int c) { return runsTone[c] ? 1.0 : 0.0; }) != 0.0;
     // A ramp that has jumped to its target goes on at the ratio 1.
     const Value one = splat<NumLanes>(1.0);
 
@@ -536,11 +564,18 @@ void runChannels(const double* const* inInputs, double* const* outModel, int inN
 
     const bool entranceGlides = inputMatrix.mGliding || differsInBits<NumLanes>(inRatio, one)
                                 || amplifier.clipperStageGlides();
+    // The hiss and the input matrix in a loop of their own: the amplifier's
+    // entrance then starts each sample without their arithmetic on its way.
+    withGlides(inputMatrix.mGliding, [&](auto inGlide) {
+        for (int i = 0; i < n; ++i) {
+            const Value noise = hissSample(gather<NumLanes>([&](int c) { return nextHissState(hiss[c]); })) * kHissLevel;
+            ramped[i] = noise + inputMatrix.template tick<decltype(inGlide)::value>(inputMatrix.read(inInputs, i));
+        }
+    });
     withGlides(entranceGlides, [&](auto inGlide) {
         constexpr bool glides = decltype(inGlide)::value;
         for (int i = 0; i < n; ++i) {
-            const Value noise = hissSample(gather<NumLanes>([&](int c) { return nextHissState(hiss[c]); })) * kHissLevel;
-            const Value entrance = noise + inputMatrix.template tick<glides>(inputMatrix.read(inInputs, i));
+            const Value entrance = ramped[i];
             if constexpr (glides)
                 inGain *= inRatio;
             ramped[i] = inGain * entrance;
@@ -555,47 +590,31 @@ void runChannels(const double* const* inInputs, double* const* outModel, int inN
     for (int i = 0; i < n; ++i)
         first[i] = amplifier.coreStage(first[i]);
 
-    // The blend mixes in the tone section's output where it runs.
-    ToneSectionRunner<NumLanes> tone{};
-    if (anyTone)
-        tone.load(lanes);
+    // The tone section, where it runs, replaces the input ramp's output that
+    // the blend mixes in.
+    Value toned[dsp::DataBuffer::MaxNumSamples];
+    const Value* blendedWith = ramped;
+    if (anyTone) {
+        runToneSection<NumLanes>(first, ramped, toned, n, lanes, runsTone);
+        blendedWith = toned;
+    }
+
+    // The blend, the output ramp and the output matrix.
     const bool outputGlides = glideMoves<NumLanes>(mix, mixTarget, kToneMixGlideRate)
-                              || differsInBits<NumLanes>(outRatio, one) || (anyTone && tone.gliding());
+                              || differsInBits<NumLanes>(outRatio, one) || outputMatrix.mGliding;
+    Value model[dsp::DataBuffer::MaxNumSamples];  // the model channels ahead of the output matrix
     withGlides(outputGlides, [&](auto inGlide) {
         constexpr bool glides = decltype(inGlide)::value;
-        const auto finish = [&](int i, Value inAmplified, Value inToned) {
-            const Value blended = (1.0 - mix) * inAmplified + mix * inToned;
+        for (int i = 0; i < n; ++i) {
+            const Value blended = (1.0 - mix) * first[i] + mix * blendedWith[i];
             if constexpr (glides) {
                 mix += (mixTarget - mix) * kToneMixGlideRate;
                 outGain *= outRatio;
             }
-            scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return outModel[c][i]; });
-        };
-        if (anyTone) {
-            // The shaper has no memory: in a loop of its own its samples
-            // overlap, and its long chain of arithmetic stays out of the next.
-            Value shaped[dsp::DataBuffer::MaxNumSamples];
-            for (int i = 0; i < n; ++i)
-                shaped[i] = tone.shape(first[i]);
-            for (int i = 0; i < n; ++i)
-                finish(i, first[i], toneLanes ? tone.template filterStage<glides>(shaped[i]) : ramped[i]);
-        } else {
-            for (int i = 0; i < n; ++i)
-                finish(i, first[i], ramped[i]);
+            model[i] = outGain * blended;
+            outputMatrix.write(outputMatrix.template tick<glides>(model[i]), outOutputs, i);
         }
     });
-
-    if (anyTone) {
-        // A lane whose tone section stood still keeps its memories as they were.
-        ToneMemories kept[NumLanes];
-        for (int c = 0; c < NumLanes; ++c)
-            if (!runsTone[c])
-                kept[c].save(*lanes.mStates[c]);
-        tone.store(lanes);
-        for (int c = 0; c < NumLanes; ++c)
-            if (!runsTone[c])
-                kept[c].restore(*lanes.mStates[c]);
-    }
 
     inputMatrix.store(ioState.mInputMatrix);
     amplifier.store(lanes);
@@ -610,13 +629,22 @@ void runChannels(const double* const* inInputs, double* const* outModel, int inN
     }
     // Finite input and coefficients keep every value finite. Should one ever
     // not be, the channel starts afresh from the next block, and this block
-    // of it is silence rather than whatever it holds.
+    // of it is silence rather than whatever it holds: the output matrix mixes
+    // the block again.
+    bool anyNonFinite = false;
     for (int c = 0; c < NumLanes; ++c) {
         if (holdsNonFinite[c]) [[unlikely]] {
             clearChannelMemories(*lanes.mStates[c]);
-            std::fill(outModel[c], outModel[c] + n, 0.0);
+            anyNonFinite = true;
         }
     }
+    if (anyNonFinite) [[unlikely]] {
+        const LaneMask<NumLanes> silenced = gather<NumLanes>([&](int c) { return holdsNonFinite[c] ? 1.0 : 0.0; }) != 0.0;
+        outputMatrix = outputMatrixAtStart;
+        for (int i = 0; i < n; ++i)
+            outputMatrix.write(outputMatrix.tick(silenced ? splat<NumLanes>(0.0) : model[i]), outOutputs, i);
+    }
+    outputMatrix.store(ioState.mOutputMatrix);
 }
 
 } // namespace
@@ -646,14 +674,10 @@ void processModel(const double* const* inInputs, double* const* outOutputs, int 
                   const ModelCoefficients& inCoefficients, ModelState& ioState)
 {
     // The two model channels are independent: with two they run side by side.
-    dsp::ChannelsBuffer work(inNumChannels, inNumSamples);
     if (inNumChannels == 2)
-        runChannels<2>(inInputs, work.channelPointers(), inNumSamples, inCoefficients, ioState);
+        runChannels<2>(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
     else
-        runChannels<1>(inInputs, work.channelPointers(), inNumSamples, inCoefficients, ioState);
-
-    MatrixGlide(work.channelPointers(), outOutputs, inNumSamples, inNumChannels, ioState.mOutputMatrix,
-                inCoefficients.mOutputMatrix);
+        runChannels<1>(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
 }
 
 } // namespace q38

@@ -29,6 +29,7 @@ struct LaneTypes<1>
 {
     using Value = double;
     using Mask = bool;
+    using Bits = std::uint64_t;
 };
 
 template <>
@@ -36,12 +37,15 @@ struct LaneTypes<2>
 {
     using Value = DoublePair;
     using Mask = MaskPair;
+    using Bits = MaskPair;
 };
 
 template <int NumLanes>
 using Lanes = typename LaneTypes<NumLanes>::Value;
 template <int NumLanes>
 using LaneMask = typename LaneTypes<NumLanes>::Mask;
+template <int NumLanes>
+using LaneBits = typename LaneTypes<NumLanes>::Bits;
 
 // One value per lane, read through inGet(lane).
 template <int NumLanes, typename Get>
@@ -83,14 +87,33 @@ inline double lane(Lanes<NumLanes> inValue, int inLane)
         return inValue[inLane];
 }
 
+// The bits in which inA and inB differ, lane by lane; gathered with | and
+// tested once by anyBits.
+inline std::uint64_t changedBits(double inA, double inB)
+{
+    return std::bit_cast<std::uint64_t>(inA) ^ std::bit_cast<std::uint64_t>(inB);
+}
+
+inline MaskPair changedBits(DoublePair inA, DoublePair inB)
+{
+    return reinterpret_cast<MaskPair>(inA) ^ reinterpret_cast<MaskPair>(inB);
+}
+
+inline bool anyBits(std::uint64_t inBits)
+{
+    return inBits != 0;
+}
+
+inline bool anyBits(MaskPair inBits)
+{
+    return (inBits[0] | inBits[1]) != 0;
+}
+
 // Whether any lane of inA differs from inB in its bits.
 template <int NumLanes>
 inline bool differsInBits(Lanes<NumLanes> inA, Lanes<NumLanes> inB)
 {
-    for (int c = 0; c < NumLanes; ++c)
-        if (std::bit_cast<std::uint64_t>(lane<NumLanes>(inA, c)) != std::bit_cast<std::uint64_t>(lane<NumLanes>(inB, c)))
-            return true;
-    return false;
+    return anyBits(changedBits(inA, inB));
 }
 
 inline bool allLanes(bool inMask)

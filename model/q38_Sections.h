@@ -13,6 +13,8 @@
 #include "q38_Lanes.h"
 #include "q38_ModelTypes.h"
 
+#include "vector/vector_Primitives.h"
+
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -33,8 +35,14 @@ void resetSection(GlidingBiquad& outSection);
 
 // What a caller does before a gliding section: when a reset has left it
 // pending, the section starts exactly on its targets, without a glide.
-void takeTargetsIfPending(GlidingFirstOrderSection& ioSection, const double* inTargets);
-void takeTargetsIfPending(GlidingBiquad& ioSection, const double* inTargets);
+template <typename GlidingSection>
+inline void takeTargetsIfPending(GlidingSection& ioSection, const double* inTargets)
+{
+    if (ioSection.mPending) [[unlikely]] {
+        ioSection.mPending = 0;
+        vectorCopy(inTargets, ioSection.mCoefficients, static_cast<int>(std::size(ioSection.mCoefficients)));
+    }
+}
 
 // One glide step: c moves the fraction inRate of its distance to t.
 template <typename Value>
@@ -43,22 +51,9 @@ Q38_SAMPLE_INLINE Value glide(Value inCurrent, Value inTarget, double inRate)
     return (inTarget - inCurrent) * inRate + inCurrent;
 }
 
-// Whether a glide step would move any of the coefficients. Once a step leaves
-// a coefficient's bits as they are, every later step does too: a section that
-// has settled on its targets can skip its glides, with the same result.
-inline bool glideMoves(const double* inCurrent, const double* inTargets, const int* inIndices, std::size_t inCount,
-                       double inRate)
-{
-    for (std::size_t k = 0; k < inCount; ++k) {
-        const double current = inCurrent[inIndices[k]];
-        const double next = glide(current, inTargets[inIndices[k]], inRate);
-        if (std::bit_cast<std::uint64_t>(next) != std::bit_cast<std::uint64_t>(current))
-            return true;
-    }
-    return false;
-}
-
-// The same for a glide of one value per lane.
+// Whether a glide step would move the value of any lane. Once a step leaves a
+// value's bits as they are, every later step does too: a glide that has
+// settled on its target can be skipped, with the same result.
 template <int NumLanes>
 inline bool glideMoves(Lanes<NumLanes> inCurrent, Lanes<NumLanes> inTarget, double inRate)
 {
@@ -162,9 +157,10 @@ struct GlidingRunner
         for (const int k : Glided)
             mTargets[k] = gather<NumLanes>([&](int c) { return inTargets[c][k]; });
         mRate = inRate;
-        mGliding = false;
-        for (int c = 0; c < NumLanes; ++c)
-            mGliding = mGliding || glideMoves(inSections[c]->mCoefficients, inTargets[c], Glided, std::size(Glided), inRate);
+        LaneBits<NumLanes> moved{};
+        for (const int k : Glided)
+            moved |= changedBits(glide(mSection.mCoefficients[k], mTargets[k], inRate), mSection.mCoefficients[k]);
+        mGliding = anyBits(moved);
     }
 
     template <typename Section>
