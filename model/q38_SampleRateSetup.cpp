@@ -27,10 +27,9 @@ std::uint64_t readSteadyClock(void*)
 
 constexpr double kMinusTwoPi = -6.283185307179586;
 
-// 6.02 dB per 480 samples at every rate.
-double gainRampUpRatio()
+double logSpanOf(double inUpRatio)
 {
-    return std::exp(0.6931471805599453 * 0.0020833333333333333);
+    return 2.0 * std::log(inUpRatio);
 }
 
 void resetGainRamp(GainRamp& outRamp)
@@ -39,7 +38,7 @@ void resetGainRamp(GainRamp& outRamp)
     outRamp.mCurrent = 1.0;
     outRamp.mUpRatio = gainRampUpRatio();
     outRamp.mDownRatio = 1.0 / outRamp.mUpRatio;
-    outRamp.mLogSpan = gainRampLogSpan();
+    outRamp.mLogSpan = logSpanOf(outRamp.mUpRatio);
 }
 
 // A fixed section keeps its design; only its memory goes.
@@ -162,9 +161,14 @@ void clearChannelMemories(ChannelState& outChannel)
     std::atomic_ref<double>(outChannel.mActivity).store(0.0, std::memory_order_relaxed);
 }
 
+double gainRampUpRatio()
+{
+    return std::exp(0.6931471805599453 * 0.0020833333333333333);
+}
+
 double gainRampLogSpan()
 {
-    return 2.0 * std::log(gainRampUpRatio());
+    return logSpanOf(gainRampUpRatio());
 }
 
 MonotonicClock systemMonotonicClock()

@@ -16,7 +16,9 @@ struct MonotonicClock
 // The system's steady clock.
 MonotonicClock systemMonotonicClock();
 
-// Twice the log of the gain ramp's step of 2^(1/480), the same at every rate.
+// The gain ramp's step of 2^(1/480), 6.02 dB per 480 samples at every rate,
+// and twice its log.
+double gainRampUpRatio();
 double gainRampLogSpan();
 
 // Silent, unprimed state: memories cleared, coefficients at identity, every
