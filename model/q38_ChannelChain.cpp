@@ -369,15 +369,23 @@ struct AmplifierRunner
         return mDeEmphasis.template tick<Glide>(x);
     }
 
-    // The high-pass switch, the second clipper and the bias shift.
+    // The high-pass switch, the second clipper and the coupling high-pass;
+    // the bias shift follows in the same loop.
     template <bool Glide = true>
     Q38_SAMPLE_INLINE Value highPassStage(Value inX)
     {
         Value x = mHighPassFirstOrder.template tick<Glide>(inX);
         x = mHighPassSecondOrder.template tick<Glide>(x);
         x = mSecondClip.tick(x);
-        x = mCouplingHighPass.template tick<Glide>(x);
-        return mBiasShiftClamp.template tick<Glide>(x);
+        return mCouplingHighPass.template tick<Glide>(x);
+    }
+
+    // The high-pass stage and the bias shift over a block in place.
+    template <bool Glide>
+    void highPassAndBiasShift(Value* ioSamples, int inNumSamples)
+    {
+        mBiasShiftClamp.template runBlock<Glide>(ioSamples, inNumSamples,
+                                                 [&](int i) { return highPassStage<Glide>(ioSamples[i]); });
     }
 
     // The fixed filters and the core, and the extremes for the meter.
@@ -394,7 +402,7 @@ struct AmplifierRunner
 
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
-        return coreStage(highPassStage(clipperStage(inX)));
+        return coreStage(mBiasShiftClamp.tick(highPassStage(clipperStage(inX))));
     }
 };
 
@@ -493,10 +501,10 @@ void runToneSection(const Lanes<NumLanes>* inAmplified, const Lanes<NumLanes>* i
     // its long chain of arithmetic stays out of the filters' loop.
     for (int i = 0; i < inNumSamples; ++i)
         outToned[i] = tone.shape(inAmplified[i]);
-    const LaneMask<NumLanes> running = gather<NumLanes>([&](int c) { return inRuns[c] ? 1.0 : 0.0; }) != 0.0;
+    const LaneMask<NumLanes> running = laneMask<NumLanes>(inRuns);
     withGlides(tone.gliding(), [&](auto inGlide) {
         for (int i = 0; i < inNumSamples; ++i)
-            outToned[i] = running ? tone.template filterStage<decltype(inGlide)::value>(outToned[i]) : inStill[i];
+            outToned[i] = select(running, tone.template filterStage<decltype(inGlide)::value>(outToned[i]), inStill[i]);
     });
 
     ToneMemories kept[NumLanes];
@@ -583,8 +591,7 @@ void runChannels(const double* const* inInputs, double* const* outOutputs, int i
         }
     });
     withGlides(amplifier.highPassStageGlides(), [&](auto inGlide) {
-        for (int i = 0; i < n; ++i)
-            first[i] = amplifier.template highPassStage<decltype(inGlide)::value>(first[i]);
+        amplifier.template highPassAndBiasShift<decltype(inGlide)::value>(first, n);
     });
 
     for (int i = 0; i < n; ++i)
@@ -639,10 +646,10 @@ void runChannels(const double* const* inInputs, double* const* outOutputs, int i
         }
     }
     if (anyNonFinite) [[unlikely]] {
-        const LaneMask<NumLanes> silenced = gather<NumLanes>([&](int c) { return holdsNonFinite[c] ? 1.0 : 0.0; }) != 0.0;
+        const LaneMask<NumLanes> silenced = laneMask<NumLanes>(holdsNonFinite);
         outputMatrix = outputMatrixAtStart;
         for (int i = 0; i < n; ++i)
-            outputMatrix.write(outputMatrix.tick(silenced ? splat<NumLanes>(0.0) : model[i]), outOutputs, i);
+            outputMatrix.write(outputMatrix.tick(select(silenced, splat<NumLanes>(0.0), model[i])), outOutputs, i);
     }
     outputMatrix.store(ioState.mOutputMatrix);
 }

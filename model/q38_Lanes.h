@@ -13,6 +13,10 @@
 #include <cmath>
 #include <cstdint>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 // The per-sample steps of the chain are merged into one loop body.
 #define Q38_SAMPLE_INLINE [[gnu::always_inline]] inline
 
@@ -116,6 +120,67 @@ inline bool differsInBits(Lanes<NumLanes> inA, Lanes<NumLanes> inB)
     return anyBits(changedBits(inA, inB));
 }
 
+// inIfSet where a lane of the mask is set, else inOtherwise. The lanes of a
+// mask are all ones or all zeros, as comparisons give them, so the choice is
+// a matter of bits, also for a mask kept from an earlier sample.
+inline double select(bool inMask, double inIfSet, double inOtherwise)
+{
+    return inMask ? inIfSet : inOtherwise;
+}
+
+inline DoublePair select(MaskPair inMask, DoublePair inIfSet, DoublePair inOtherwise)
+{
+    return reinterpret_cast<DoublePair>((reinterpret_cast<MaskPair>(inIfSet) & inMask)
+                                        | (reinterpret_cast<MaskPair>(inOtherwise) & ~inMask));
+}
+
+// The mask whose lanes are the bits of inBits, lane 0 in bit 0.
+template <int NumLanes>
+inline LaneMask<NumLanes> laneMask(int inBits)
+{
+    if constexpr (NumLanes == 1)
+        return (inBits & 1) != 0;
+    else
+        return MaskPair{(inBits & 1) ? -1 : 0, (inBits & 2) ? -1 : 0};
+}
+
+// The lanes of inFlags as a mask.
+template <int NumLanes>
+inline LaneMask<NumLanes> laneMask(const bool (&inFlags)[NumLanes])
+{
+    int bits = 0;
+    for (int c = 0; c < NumLanes; ++c)
+        bits |= inFlags[c] ? 1 << c : 0;
+    return laneMask<NumLanes>(bits);
+}
+
+// The lanes of a mask as bits, lane 0 in bit 0. Masks are best combined as
+// these bits: without 64-bit integer comparisons (SSE2), the compiler turns
+// & on a comparison's mask into a selection lane by lane.
+inline int laneBits(bool inMask)
+{
+    return inMask ? 1 : 0;
+}
+
+inline int laneBits(MaskPair inMask)
+{
+#ifdef __SSE2__
+    return _mm_movemask_pd(reinterpret_cast<__m128d>(inMask));
+#else
+    return (inMask[0] < 0 ? 1 : 0) | (inMask[1] < 0 ? 2 : 0);
+#endif
+}
+
+inline bool anyLanes(bool inMask)
+{
+    return inMask;
+}
+
+inline bool anyLanes(MaskPair inMask)
+{
+    return laneBits(inMask) != 0;
+}
+
 inline bool allLanes(bool inMask)
 {
     return inMask;
@@ -123,7 +188,7 @@ inline bool allLanes(bool inMask)
 
 inline bool allLanes(MaskPair inMask)
 {
-    return (inMask[0] & inMask[1]) != 0;
+    return laneBits(inMask) == 3;
 }
 
 inline double absolute(double inValue)

@@ -10,10 +10,12 @@
 #include "q38_Sections.h"
 
 #include "dsp/cells/shapers/dsp_Shapers.h"
+#include "dsp/containers/dsp_DataBuffer.h"
 
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
 
 namespace q38 {
 
@@ -155,15 +157,34 @@ struct SaturatingIntegratorRunner
 // subnormal range and can come to rest on a subnormal value, which the
 // processor computes slowly. Resting there, it changes no bits: a sample well
 // above the floor and far from zero leaves the clamp's output equal to its
-// input and the memories as they are. Such samples skip the arithmetic, with
-// the same result; the glides go on as ever.
+// input and the memories as they are. A resting lane therefore computes on
+// zero memories in their place, with the same result, and keeps its own; the
+// other lane of a pair, which may well act, computes as ever. The glides go
+// on in every lane.
+//
+// How the samples are checked: Checked tests each sample before it is
+// computed; Held assumes that every resting lane rests through the block and
+// only records whether one did not (the block then runs again, Checked), and
+// AllHeld does the same where every lane rests, which leaves nothing to
+// compute; Plain is for blocks with no lane at rest.
+enum class RestCheck
+{
+    Plain,
+    Held,
+    AllHeld,
+    Checked
+};
+
 template <int NumLanes>
 struct BiasShiftClampRunner
 {
     using Value = Lanes<NumLanes>;
     Value mB0, mB1, mA1, mMemory, mShift, mFloor, mFeedback, mFloorTarget, mFeedbackTarget;
-    bool mResting;
-    bool mGliding;  // the floor or the feedback still moves
+    Value mKeptShift, mKeptMemory;  // the resting lanes' own memories while held
+    int mRestingLanes;              // as lane bits
+    int mWokenLanes;                // held lanes whose sample did not pass
+    bool mHeld;
+    bool mGliding;                  // the floor or the feedback still moves
 
     // Below this, a subtraction of a subnormal could change the sample.
     static constexpr double kSmallestPassed = 0x1p-900;
@@ -194,35 +215,121 @@ struct BiasShiftClampRunner
         mFeedback = state([](const ChannelState& s) { return s.mBiasFeedback; });
         mFloorTarget = gather<NumLanes>([&](int c) { return inLanes.mCoefficients[c]->mBiasFloor; });
         mFeedbackTarget = gather<NumLanes>([&](int c) { return inLanes.mCoefficients[c]->mBiasFeedback; });
-        mResting = true;
-        for (int c = 0; c < NumLanes; ++c)
-            mResting = mResting && isResting(*inLanes.mStates[c], *inLanes.mCoefficients[c]);
+        // Zero memories compute at full speed: they need no rest.
+        bool resting[NumLanes];
+        for (int c = 0; c < NumLanes; ++c) {
+            const ChannelState& state = *inLanes.mStates[c];
+            resting[c] = (state.mBiasShift != 0.0 || state.mBiasLowPassMemory != 0.0)
+                         && isResting(state, *inLanes.mCoefficients[c]);
+        }
+        mRestingLanes = laneBits(laneMask<NumLanes>(resting));
+        mWokenLanes = 0;
+        mHeld = false;
         mGliding = glideMoves<NumLanes>(mFeedback, mFeedbackTarget, kBiasGlideRate)
                    || glideMoves<NumLanes>(mFloor, mFloorTarget, kBiasGlideRate);
     }
 
     void store(const LaneSet<NumLanes>& inLanes) const
     {
-        scatter<NumLanes>(mMemory, [&](int c) -> double& { return inLanes.mStates[c]->mBiasLowPassMemory; });
-        scatter<NumLanes>(mShift, [&](int c) -> double& { return inLanes.mStates[c]->mBiasShift; });
+        const LaneMask<NumLanes> kept = laneMask<NumLanes>(mHeld ? mRestingLanes : 0);
+        const Value memory = select(kept, mKeptMemory, mMemory);
+        const Value shift = select(kept, mKeptShift, mShift);
+        scatter<NumLanes>(memory, [&](int c) -> double& { return inLanes.mStates[c]->mBiasLowPassMemory; });
+        scatter<NumLanes>(shift, [&](int c) -> double& { return inLanes.mStates[c]->mBiasShift; });
         scatter<NumLanes>(mFloor, [&](int c) -> double& { return inLanes.mStates[c]->mBiasFloor; });
         scatter<NumLanes>(mFeedback, [&](int c) -> double& { return inLanes.mStates[c]->mBiasFeedback; });
     }
 
-    template <bool Glide = true>
+    RestCheck restCheck() const
+    {
+        if (mRestingLanes == 0)
+            return RestCheck::Plain;
+        return mRestingLanes == (1 << NumLanes) - 1 ? RestCheck::AllHeld : RestCheck::Held;
+    }
+
+    // Puts zero memories in place of the resting lanes' own, for a Held block.
+    void hold()
+    {
+        mHeld = true;
+        mKeptShift = mShift;
+        mKeptMemory = mMemory;
+        const LaneMask<NumLanes> resting = laneMask<NumLanes>(mRestingLanes);
+        mShift = select(resting, splat<NumLanes>(0.0), mShift);
+        mMemory = select(resting, splat<NumLanes>(0.0), mMemory);
+    }
+
+    // Whether a held lane met a sample that does not pass.
+    bool woke() const { return mWokenLanes != 0; }
+
+    // The lanes, as bits, whose sample passes: well above the floor and far from zero.
+    Q38_SAMPLE_INLINE int passingLanes(Value inX) const
+    {
+        return laneBits(absolute(inX) >= kSmallestPassed) & laneBits(inX > mFloor);
+    }
+
+    // The clamp over a block into outSamples, its input sample i given by
+    // inInput(i) in the same loop. A block in which a lane rests is held;
+    // should a sample wake it, the clamp runs again on the same input, checked.
+    template <bool Glide, typename Input>
+    Q38_SAMPLE_INLINE void runBlock(Value* outSamples, int inNumSamples, Input&& inInput)
+    {
+        const RestCheck check = restCheck();
+        if (check == RestCheck::Plain) {
+            for (int i = 0; i < inNumSamples; ++i)
+                outSamples[i] = tick<Glide, RestCheck::Plain>(inInput(i));
+            return;
+        }
+        const BiasShiftClampRunner atStart = *this;
+        Value input[dsp::DataBuffer::MaxNumSamples];
+        hold();
+        const auto held = [&](auto inCheck) {
+            for (int i = 0; i < inNumSamples; ++i) {
+                input[i] = inInput(i);
+                outSamples[i] = tick<Glide, decltype(inCheck)::value>(input[i]);
+            }
+        };
+        if (check == RestCheck::AllHeld)
+            held(std::integral_constant<RestCheck, RestCheck::AllHeld>{});
+        else
+            held(std::integral_constant<RestCheck, RestCheck::Held>{});
+        if (woke()) [[unlikely]] {
+            *this = atStart;
+            for (int i = 0; i < inNumSamples; ++i)
+                outSamples[i] = tick<Glide, RestCheck::Checked>(input[i]);
+        }
+    }
+
+    template <bool Glide = true, RestCheck Check = RestCheck::Checked>
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
+        Value shift = mShift;
+        Value memory = mMemory;
+        LaneMask<NumLanes> resting{};
+        if constexpr (Check == RestCheck::Held || Check == RestCheck::AllHeld) {
+            mWokenLanes |= mRestingLanes & ~passingLanes(inX);
+        } else if (Check == RestCheck::Checked && mRestingLanes != 0) {
+            // A lane rests for as long as its samples pass.
+            mRestingLanes &= passingLanes(inX);
+            resting = laneMask<NumLanes>(mRestingLanes);
+            shift = select(resting, splat<NumLanes>(0.0), shift);
+            memory = select(resting, splat<NumLanes>(0.0), memory);
+        }
         Value v = inX;
-        if (!(mResting && allLanes(absolute(inX) >= kSmallestPassed && inX > mFloor))) {
-            mResting = false;
-            v = inX - mShift * mFeedback;
+        if constexpr (Check != RestCheck::AllHeld) {
+            v = inX - shift * mFeedback;
             // Mostly the clamp does not act: a branch then keeps the selection
             // off the chain from one sample's shift to the next.
             if (!allLanes(v > mFloor))
                 v = v <= mFloor ? mFloor : v;
             const Value e = inX - v;
-            mShift = e * mB0 + mMemory;
-            mMemory = e * mB1 - mA1 * mShift;
+            shift = e * mB0 + memory;
+            memory = e * mB1 - mA1 * shift;
+            if constexpr (Check == RestCheck::Checked) {
+                shift = select(resting, mShift, shift);
+                memory = select(resting, mMemory, memory);
+            }
+            mShift = shift;
+            mMemory = memory;
         }
         // No pending flag: after a reset both rise from 0.
         if constexpr (Glide) {

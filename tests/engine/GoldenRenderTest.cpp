@@ -146,3 +146,52 @@ TEST(GoldenRender, OutputIsUnchangedBitForBit)
         EXPECT_EQ(print, golden.mFingerprint) << std::hex << "0x" << print;
     }
 }
+
+// The two channels of a stereo block share instructions, lane by lane; each
+// must compute what a one-channel engine computes. Channel 1 is loud and its
+// bias shift acts all the time; channel 0 is quiet, its bias shift comes to
+// rest on a subnormal and is woken by a loud block.
+TEST(GoldenRender, StereoLanesComputeWhatSingleChannelsCompute)
+{
+    const auto engine = [](std::uint64_t inSeed) {
+        auto made = std::make_unique<q38::Q38PrivateEngine>();
+        made->fixHissSeed(inSeed);
+        made->setSampleRate(44100);
+        made->setParameter(kCh1InputGain, 0.75f);
+        made->setParameter(kCh2InputGain, 0.75f);
+        q38::ChannelState& first = EngineInspector::state(*made).mChannel[0];
+        first.mBiasShift = first.mBiasLowPassMemory = 1e-319;
+        return made;
+    };
+    auto stereo = engine(5), left = engine(5), right = engine(6);
+    const double quietShift = 0x1p-1022;
+    for (int block = 0; block < 700; ++block) {
+        float in[2][32];
+        for (int i = 0; i < 32; ++i) {
+            const double t = 0.001 * (block * 32 + i);
+            in[0][i] = static_cast<float>(block == 600 ? -1.0 : 0.05 * std::sin(t));
+            in[1][i] = static_cast<float>(0.8 * std::sin(50.0 * t));
+        }
+        float both[2][32], one[2][32];
+        const float* inputs[2] = {in[0], in[1]};
+        float* outputs[2] = {both[0], both[1]};
+        stereo->process(inputs, outputs, 2, 32);
+        for (int c = 0; c < 2; ++c) {
+            const float* input = in[c];
+            float* output = one[c];
+            (c == 0 ? left : right)->process(&input, &output, 1, 32);
+        }
+        ASSERT_EQ(std::memcmp(both, one, sizeof both), 0) << "block " << block;
+        for (int c = 0; c < 2; ++c) {
+            const q38::ChannelState& lane = EngineInspector::state(*stereo).mChannel[c];
+            const q38::ChannelState& alone = EngineInspector::state(c == 0 ? *left : *right).mChannel[0];
+            ASSERT_TRUE(std::memcmp(&lane.mBiasShift, &alone.mBiasShift, sizeof(double)) == 0
+                        && std::memcmp(&lane.mBiasLowPassMemory, &alone.mBiasLowPassMemory, sizeof(double)) == 0)
+                << "block " << block << ", channel " << c;
+        }
+        if (block == 599) {
+            EXPECT_LT(std::fabs(EngineInspector::state(*stereo).mChannel[0].mBiasShift), quietShift);
+        }
+    }
+    EXPECT_GT(std::fabs(EngineInspector::state(*stereo).mChannel[0].mBiasShift), quietShift);
+}
