@@ -382,7 +382,7 @@ struct AmplifierRunner
 
     // The high-pass stage and the bias shift over a block in place.
     template <bool Glide>
-    void highPassAndBiasShift(Value* ioSamples, int inNumSamples)
+    Q38_SAMPLE_INLINE void highPassAndBiasShift(Value* ioSamples, int inNumSamples)
     {
         mBiasShiftClamp.template runBlock<Glide>(ioSamples, inNumSamples,
                                                  [&](int i) { return highPassStage<Glide>(ioSamples[i]); });
@@ -480,7 +480,7 @@ bool isFinite(const ChannelState& inState)
 
 // Runs inLoop with a compile-time flag, true when any glide of its loop moves.
 template <typename Loop>
-void withGlides(bool inGlides, Loop&& inLoop)
+Q38_SAMPLE_INLINE void withGlides(bool inGlides, Loop&& inLoop)
 {
     if (inGlides)
         inLoop(std::true_type{});
@@ -492,7 +492,7 @@ void withGlides(bool inGlides, Loop&& inLoop)
 // output to outToned. A lane whose section stands still keeps its memories
 // and passes inStill, the block that the blend takes in its place.
 template <int NumLanes>
-void runToneSection(const Lanes<NumLanes>* inAmplified, const Lanes<NumLanes>* inStill, Lanes<NumLanes>* outToned,
+Q38_SAMPLE_INLINE void runToneSection(const Lanes<NumLanes>* inAmplified, const Lanes<NumLanes>* inStill, Lanes<NumLanes>* outToned,
                     int inNumSamples, const LaneSet<NumLanes>& inLanes, const bool (&inRuns)[NumLanes])
 {
     ToneSectionRunner<NumLanes> tone;
@@ -502,7 +502,7 @@ void runToneSection(const Lanes<NumLanes>* inAmplified, const Lanes<NumLanes>* i
     for (int i = 0; i < inNumSamples; ++i)
         outToned[i] = tone.shape(inAmplified[i]);
     const LaneMask<NumLanes> running = laneMask<NumLanes>(inRuns);
-    withGlides(tone.gliding(), [&](auto inGlide) {
+    withGlides(tone.gliding(), [&](auto inGlide) Q38_INLINED {
         for (int i = 0; i < inNumSamples; ++i)
             outToned[i] = select(running, tone.template filterStage<decltype(inGlide)::value>(outToned[i]), inStill[i]);
     });
@@ -521,7 +521,7 @@ void runToneSection(const Lanes<NumLanes>* inAmplified, const Lanes<NumLanes>* i
 // the input matrix, then per channel hiss, input ramp, amplifier, tone blend
 // and output ramp, then the output matrix.
 template <int NumLanes>
-void runChannels(const double* const* inInputs, double* const* outOutputs, int inNumSamples,
+Q38_SAMPLE_INLINE void runChannels(const double* const* inInputs, double* const* outOutputs, int inNumSamples,
                  const ModelCoefficients& inCoefficients, ModelState& ioState)
 {
     using Value = Lanes<NumLanes>;
@@ -574,13 +574,13 @@ void runChannels(const double* const* inInputs, double* const* outOutputs, int i
                                 || amplifier.clipperStageGlides();
     // The hiss and the input matrix in a loop of their own: the amplifier's
     // entrance then starts each sample without their arithmetic on its way.
-    withGlides(inputMatrix.mGliding, [&](auto inGlide) {
+    withGlides(inputMatrix.mGliding, [&](auto inGlide) Q38_INLINED {
         for (int i = 0; i < n; ++i) {
             const Value noise = hissSample(gather<NumLanes>([&](int c) { return nextHissState(hiss[c]); })) * kHissLevel;
             ramped[i] = noise + inputMatrix.template tick<decltype(inGlide)::value>(inputMatrix.read(inInputs, i));
         }
     });
-    withGlides(entranceGlides, [&](auto inGlide) {
+    withGlides(entranceGlides, [&](auto inGlide) Q38_INLINED {
         constexpr bool glides = decltype(inGlide)::value;
         for (int i = 0; i < n; ++i) {
             const Value entrance = ramped[i];
@@ -590,7 +590,7 @@ void runChannels(const double* const* inInputs, double* const* outOutputs, int i
             first[i] = amplifier.template clipperStage<glides>(ramped[i]);
         }
     });
-    withGlides(amplifier.highPassStageGlides(), [&](auto inGlide) {
+    withGlides(amplifier.highPassStageGlides(), [&](auto inGlide) Q38_INLINED {
         amplifier.template highPassAndBiasShift<decltype(inGlide)::value>(first, n);
     });
 
@@ -610,7 +610,7 @@ void runChannels(const double* const* inInputs, double* const* outOutputs, int i
     const bool outputGlides = glideMoves<NumLanes>(mix, mixTarget, kToneMixGlideRate)
                               || differsInBits<NumLanes>(outRatio, one) || outputMatrix.mGliding;
     Value model[dsp::DataBuffer::MaxNumSamples];  // the model channels ahead of the output matrix
-    withGlides(outputGlides, [&](auto inGlide) {
+    withGlides(outputGlides, [&](auto inGlide) Q38_INLINED {
         constexpr bool glides = decltype(inGlide)::value;
         for (int i = 0; i < n; ++i) {
             const Value blended = (1.0 - mix) * first[i] + mix * blendedWith[i];
@@ -677,14 +677,94 @@ void ToneSectionBlend(const double* inSamples, double* outSamples, int inNumSamp
     finishToneBlend(ioState, mix);
 }
 
+namespace {
+
+// The chain in one version per instruction set: the same source, inlined
+// whole into each.
+using ChainFunction = void (*)(const double* const*, double* const*, int, const ModelCoefficients&, ModelState&);
+
+template <int NumLanes>
+void runChannelsBaseline(const double* const* inInputs, double* const* outOutputs, int inNumSamples,
+                         const ModelCoefficients& inCoefficients, ModelState& ioState)
+{
+    runChannels<NumLanes>(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
+}
+
+#if defined(__x86_64__)
+template <int NumLanes>
+[[gnu::target("arch=x86-64-v3")]] void runChannelsX86V3(const double* const* inInputs, double* const* outOutputs,
+                                                        int inNumSamples, const ModelCoefficients& inCoefficients,
+                                                        ModelState& ioState)
+{
+    runChannels<NumLanes>(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
+}
+
+template <int NumLanes>
+[[gnu::target("arch=x86-64-v4")]] void runChannelsX86V4(const double* const* inInputs, double* const* outOutputs,
+                                                        int inNumSamples, const ModelCoefficients& inCoefficients,
+                                                        ModelState& ioState)
+{
+    runChannels<NumLanes>(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
+}
+#endif
+
+struct ChainVersion
+{
+    ChainFunction mOneChannel;
+    ChainFunction mTwoChannels;
+};
+
+ChainVersion chainVersion(SampleLoops inLoops)
+{
+#if defined(__x86_64__)
+    if (inLoops == SampleLoops::X86V4)
+        return {&runChannelsX86V4<1>, &runChannelsX86V4<2>};
+    if (inLoops == SampleLoops::X86V3)
+        return {&runChannelsX86V3<1>, &runChannelsX86V3<2>};
+#endif
+    return {&runChannelsBaseline<1>, &runChannelsBaseline<2>};
+}
+
+SampleLoops widestSampleLoops()
+{
+    for (const SampleLoops loops : {SampleLoops::X86V4, SampleLoops::X86V3})
+        if (processorRuns(loops))
+            return loops;
+    return SampleLoops::Baseline;
+}
+
+// Relaxed: a single value, read once per block.
+std::atomic<SampleLoops> gUsedSampleLoops{SampleLoops::Widest};
+
+} // namespace
+
+bool processorRuns(SampleLoops inLoops)
+{
+#if defined(__x86_64__)
+    if (inLoops == SampleLoops::X86V4)
+        return __builtin_cpu_supports("x86-64-v4");
+    if (inLoops == SampleLoops::X86V3)
+        return __builtin_cpu_supports("x86-64-v3");
+#endif
+    return inLoops == SampleLoops::Baseline || inLoops == SampleLoops::Widest;
+}
+
+void useSampleLoops(SampleLoops inLoops)
+{
+    gUsedSampleLoops.store(processorRuns(inLoops) ? inLoops : SampleLoops::Widest, std::memory_order_relaxed);
+}
+
 void processModel(const double* const* inInputs, double* const* outOutputs, int inNumSamples, int inNumChannels,
                   const ModelCoefficients& inCoefficients, ModelState& ioState)
 {
+    static const ChainVersion kWidest = chainVersion(widestSampleLoops());
+    const SampleLoops used = gUsedSampleLoops.load(std::memory_order_relaxed);
+    const ChainVersion version = used == SampleLoops::Widest ? kWidest : chainVersion(used);
     // The two model channels are independent: with two they run side by side.
     if (inNumChannels == 2)
-        runChannels<2>(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
+        version.mTwoChannels(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
     else
-        runChannels<1>(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
+        version.mOneChannel(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
 }
 
 } // namespace q38

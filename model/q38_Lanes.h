@@ -20,6 +20,11 @@
 // The per-sample steps of the chain are merged into one loop body.
 #define Q38_SAMPLE_INLINE [[gnu::always_inline]] inline
 
+// The same for a lambda that holds a sample loop, so that the loop belongs to
+// the function around it and to each of that function's versions for wider
+// instruction sets (q38_ChannelChain.h).
+#define Q38_INLINED __attribute__((always_inline))
+
 namespace q38 {
 
 typedef double DoublePair __attribute__((vector_size(16)));

@@ -282,7 +282,7 @@ struct BiasShiftClampRunner
         const BiasShiftClampRunner atStart = *this;
         Value input[dsp::DataBuffer::MaxNumSamples];
         hold();
-        const auto held = [&](auto inCheck) {
+        const auto held = [&](auto inCheck) Q38_INLINED {
             for (int i = 0; i < inNumSamples; ++i) {
                 input[i] = inInput(i);
                 outSamples[i] = tick<Glide, decltype(inCheck)::value>(input[i]);

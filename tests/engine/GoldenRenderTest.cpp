@@ -2,9 +2,11 @@
 // control moves, compared with fingerprints of the output recorded before
 // the sample loops were optimised. Any change of the arithmetic, however
 // small, changes a fingerprint: the optimised engine must compute exactly
-// what the plain one did.
+// what the plain one did, in every version of its sample loops that the
+// processor runs.
 
 #include "EngineTestSupport.h"
+#include "model/q38_ChannelChain.h"
 
 #include <gtest/gtest.h>
 
@@ -88,6 +90,22 @@ void render(const GoldenRender& inRender, std::vector<float>& ioLeft, std::vecto
     }
 }
 
+// Runs inCheck once with each version of the sample loops that the
+// processor runs, then goes back to the widest.
+template <typename Check>
+void forEachSampleLoops(Check&& inCheck)
+{
+    using q38::SampleLoops;
+    for (const SampleLoops loops : {SampleLoops::Baseline, SampleLoops::X86V3, SampleLoops::X86V4}) {
+        if (!q38::processorRuns(loops))
+            continue;
+        SCOPED_TRACE(::testing::Message() << "sample loops " << static_cast<int>(loops));
+        q38::useSampleLoops(loops);
+        inCheck();
+    }
+    q38::useSampleLoops(SampleLoops::Widest);
+}
+
 } // namespace
 
 TEST(GoldenRender, OutputIsUnchangedBitForBit)
@@ -137,21 +155,25 @@ TEST(GoldenRender, OutputIsUnchangedBitForBit)
         {"lowest rate", 8000, 2, kEveryControlMoved, 0xd3023f7baafe16baull},
         {"highest rate", 384000, 2, kEveryControlMoved, 0x70b66372e9f9bfafull},
     };
-    for (const GoldenRender& golden : renders) {
-        SCOPED_TRACE(golden.mName);
-        std::vector<float> left = testSignal(golden.mSampleRate, 0), right = testSignal(golden.mSampleRate, 1);
-        render(golden, left, right);
-        EXPECT_TRUE(std::all_of(left.begin(), left.end(), [](float inSample) { return std::isfinite(inSample); }));
-        const std::uint64_t print = fingerprint(left, right);
-        EXPECT_EQ(print, golden.mFingerprint) << std::hex << "0x" << print;
-    }
+    forEachSampleLoops([&] {
+        for (const GoldenRender& golden : renders) {
+            SCOPED_TRACE(golden.mName);
+            std::vector<float> left = testSignal(golden.mSampleRate, 0), right = testSignal(golden.mSampleRate, 1);
+            render(golden, left, right);
+            EXPECT_TRUE(std::all_of(left.begin(), left.end(), [](float inSample) { return std::isfinite(inSample); }));
+            const std::uint64_t print = fingerprint(left, right);
+            EXPECT_EQ(print, golden.mFingerprint) << std::hex << "0x" << print;
+        }
+    });
 }
+
+namespace {
 
 // The two channels of a stereo block share instructions, lane by lane; each
 // must compute what a one-channel engine computes. Channel 1 is loud and its
 // bias shift acts all the time; channel 0 is quiet, its bias shift comes to
 // rest on a subnormal and is woken by a loud block.
-TEST(GoldenRender, StereoLanesComputeWhatSingleChannelsCompute)
+void stereoLanesComputeWhatSingleChannelsCompute()
 {
     const auto engine = [](std::uint64_t inSeed) {
         auto made = std::make_unique<q38::Q38PrivateEngine>();
@@ -194,4 +216,11 @@ TEST(GoldenRender, StereoLanesComputeWhatSingleChannelsCompute)
         }
     }
     EXPECT_GT(std::fabs(EngineInspector::state(*stereo).mChannel[0].mBiasShift), quietShift);
+}
+
+} // namespace
+
+TEST(GoldenRender, StereoLanesComputeWhatSingleChannelsCompute)
+{
+    forEachSampleLoops([] { stereoLanesComputeWhatSingleChannelsCompute(); });
 }
