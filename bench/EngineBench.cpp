@@ -132,6 +132,27 @@ void BM_ProcessEffectOff(benchmark::State& ioState)
 }
 BENCHMARK(BM_ProcessEffectOff);
 
+// One second of stereo at 48 kHz handed over as whole channel buffers, in
+// blocks of 32: the reference for q38.Preamp on the same buffers
+// (bench/python_bench.py).
+void BM_ProcessOneSecond(benchmark::State& ioState)
+{
+    static const Signal signal;
+    auto engine = makeEngine();
+    std::vector<float> left(kSampleRate), right(kSampleRate);
+    for (auto _ : ioState) {
+        for (int position = 0; position < kSampleRate; position += kBlockSize) {
+            const float* inputs[2] = {signal.mLeft.data() + position, signal.mRight.data() + position};
+            float* outputs[2] = {left.data() + position, right.data() + position};
+            engine->process(inputs, outputs, 2, kBlockSize);
+        }
+        benchmark::DoNotOptimize(left.data());
+        benchmark::DoNotOptimize(right.data());
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(BM_ProcessOneSecond)->Unit(benchmark::kMillisecond);
+
 // One representative id per group; alternating values so that every call
 // redesigns for real.
 void BM_SetParameter(benchmark::State& ioState)

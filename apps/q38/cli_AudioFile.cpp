@@ -62,12 +62,6 @@ extern "C" void removeTemporariesAndDie(int inSignal)
 
 int registerTemporary(const fs::path& inPath)
 {
-    static const bool installed = [] {
-        for (int signalNumber : {SIGINT, SIGTERM, SIGHUP})
-            std::signal(signalNumber, removeTemporariesAndDie);
-        return true;
-    }();
-    (void)installed;
     const std::string text = inPath.string();
     for (int slot = 0; slot < kTemporarySlots && text.size() < PATH_MAX; ++slot) {
         int state = kSlotFree;
@@ -85,6 +79,16 @@ void releaseTemporary(int inSlot)
     if (inSlot >= 0)
         gTemporarySlots[inSlot].store(kSlotFree, std::memory_order_release);
 }
+
+} // namespace
+
+void removeTemporariesOnSignals()
+{
+    for (int signalNumber : {SIGINT, SIGTERM, SIGHUP})
+        std::signal(signalNumber, removeTemporariesAndDie);
+}
+
+namespace {
 
 // --- Temporary files ------------------------------------------------------------------
 //

@@ -84,6 +84,13 @@ void checkWritableFolder(const std::filesystem::path& inFolder);
 // destination's name at commit; until then, or on any failure, nothing but
 // the temporary file exists, and the destructor removes it. Temporary files
 // left in the folder by a killed render are removed on the way.
+// Makes SIGINT, SIGTERM and SIGHUP remove the named temporary files of the
+// renders under way before the program dies of the signal. For a program
+// that owns its signals (q38); a host with handlers of its own (the Python
+// interpreter) leaves it out, and a file left by a kill goes at the next
+// render into that folder.
+void removeTemporariesOnSignals();
+
 class TemporaryFile
 {
 public:

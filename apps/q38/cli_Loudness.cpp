@@ -61,9 +61,14 @@ double LoudnessMeter::truePeakDb() const
     return amplitudeToDecibels(highest);
 }
 
-LoudnessStage::LoudnessStage(int inChannels, int inSampleRate, bool inMatch, bool inFixedPoint)
-    : mChannels(inChannels), mMatch(inMatch), mInput(inChannels, inSampleRate), mOutput(inChannels, inSampleRate)
+LoudnessStage::LoudnessStage(int inChannels, int inSampleRate, bool inMeasure, bool inMatch, bool inFixedPoint)
+    : mChannels(inChannels), mMatch(inMatch)
 {
+    mReport.mMeasured = inMeasure || inMatch;
+    if (mReport.mMeasured) {
+        mInput.emplace(inChannels, inSampleRate);
+        mOutput.emplace(inChannels, inSampleRate);
+    }
     mReport.mMatchAsked = inMatch;
     mReport.mFixedPoint = inFixedPoint;
     if (mMatch && !(mHeld = std::tmpfile()))
@@ -78,12 +83,14 @@ LoudnessStage::~LoudnessStage()
 
 void LoudnessStage::addInput(const float* inInterleaved, long long inFrames)
 {
-    mInput.add(inInterleaved, inFrames);
+    if (mInput)
+        mInput->add(inInterleaved, inFrames);
 }
 
 void LoudnessStage::addOutput(float* ioInterleaved, long long inFrames, const FrameSink& inWrite)
 {
-    mOutput.add(ioInterleaved, inFrames);
+    if (mOutput)
+        mOutput->add(ioInterleaved, inFrames);
     if (!mMatch) {
         inWrite(ioInterleaved, inFrames);
         return;
@@ -96,10 +103,12 @@ void LoudnessStage::addOutput(float* ioInterleaved, long long inFrames, const Fr
 LoudnessReport LoudnessStage::finish(const FrameSink& inWrite)
 {
     LoudnessReport report = mReport;
-    report.mInputLufs = mInput.integratedLufs();
-    report.mInputTruePeakDb = mInput.truePeakDb();
-    report.mOutputLufs = mOutput.integratedLufs();
-    report.mOutputTruePeakDb = mOutput.truePeakDb();
+    if (!report.mMeasured)
+        return report;
+    report.mInputLufs = mInput->integratedLufs();
+    report.mInputTruePeakDb = mInput->truePeakDb();
+    report.mOutputLufs = mOutput->integratedLufs();
+    report.mOutputTruePeakDb = mOutput->truePeakDb();
     if (!mMatch)
         return report;
 

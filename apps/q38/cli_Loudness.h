@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,7 @@ struct LoudnessReport
     double mInputTruePeakDb = -INFINITY;
     double mOutputLufs = -INFINITY;        // of what was written, after any gain
     double mOutputTruePeakDb = -INFINITY;
+    bool mMeasured = false;                // false: the figures were not asked for
     bool mMatchAsked = false;
     bool mMatched = false;
     double mGainDb = 0.0;                  // applied by the match
@@ -56,7 +58,8 @@ using FrameSink = std::function<void(const float* inInterleaved, long long inFra
 class LoudnessStage
 {
 public:
-    LoudnessStage(int inChannels, int inSampleRate, bool inMatch, bool inFixedPoint);
+    // inMeasure false and no match: chunks pass straight on, nothing is metered.
+    LoudnessStage(int inChannels, int inSampleRate, bool inMeasure, bool inMatch, bool inFixedPoint);
     ~LoudnessStage();
     LoudnessStage(const LoudnessStage&) = delete;
     LoudnessStage& operator=(const LoudnessStage&) = delete;
@@ -70,8 +73,8 @@ private:
     int mChannels;
     bool mMatch;
     LoudnessReport mReport;
-    LoudnessMeter mInput;
-    LoudnessMeter mOutput;
+    std::optional<LoudnessMeter> mInput;
+    std::optional<LoudnessMeter> mOutput;
     std::FILE* mHeld = nullptr;
 };
 

@@ -1,5 +1,6 @@
 // q38: renders sound files through the engine; see q38 --help.
 
+#include "cli_AudioFile.h"
 #include "cli_Commands.h"
 #include "cli_Error.h"
 #include "cli_Parameters.h"
@@ -8,6 +9,7 @@
 
 int main(int argc, char** argv)
 {
+    cli::removeTemporariesOnSignals();
     try {
         const cli::ParameterTable table;
         return cli::runCommandLine(std::vector<std::string>(argv + 1, argv + argc), table);

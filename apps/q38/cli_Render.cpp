@@ -96,7 +96,8 @@ RenderResult render(const RenderJob& inJob)
                                                     [](float inSample) { return std::fabs(inSample) > 1.0f; });
         output.write(inInterleaved, inFrames);
     };
-    LoudnessStage loudness(channels, input.sampleRate(), inJob.mMatchLoudness, format.mClips);
+    LoudnessStage loudness(channels, input.sampleRate(), inJob.mMeasureLoudness, inJob.mMatchLoudness,
+                           format.mClips);
 
     const Clock::time_point start = Clock::now();
     while (const sf_count_t frames = input.read(chunkIn.data(), kChunkFrames)) {

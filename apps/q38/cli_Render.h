@@ -37,6 +37,9 @@ struct RenderJob
     bool mOverwrite = false;
     std::optional<unsigned long long> mSeed;
     bool mMatchLoudness = false; // scale the output to the input's integrated loudness
+    // Loudness and true peak cost more than the render itself: measured only
+    // when somebody reads them (or the match needs them).
+    bool mMeasureLoudness = true;
     ParameterValues mValues{};
     // Written after the sound file, when a render succeeded.
     std::optional<std::filesystem::path> mPresetPath;

@@ -228,6 +228,7 @@ CommandAction setupRenderCommand(CLI::App& ioCommand, CommandContext& ioContext)
             job.mPresetPath = o.mSavePreset->as<std::string>();
         job.mValues = table.apply(settings);
         const bool quiet = o.mQuiet->count() > 0;
+        job.mMeasureLoudness = !quiet; // only the summary shows the figures
         const unsigned workers =
             o.mJobs->count() ? static_cast<unsigned>(parseWholeNumber(*o.mJobs, o.mJobs->as<std::string>(), 1,
                                                                       kMostWorkers, "-j 4"))
