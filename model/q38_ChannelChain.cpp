@@ -5,7 +5,6 @@
 #include "q38_Sections.h"
 #include "q38_TubeStages.h"
 
-#include "dsp/containers/dsp_ChannelsBuffer.h"
 #include "dsp/containers/dsp_DataBuffer.h"
 #include "dsp/filter_design/dsp_IIRToolsImpl.h"
 #include "vector/vector_Primitives.h"
@@ -82,7 +81,8 @@ struct MatrixRunner<2>
         mFromFirstTarget = DoublePair{inMatrix.mFirstToFirst, inMatrix.mFirstToSecond};
         mFromSecondTarget = DoublePair{inMatrix.mSecondToFirst, inMatrix.mSecondToSecond};
         mRate = inMatrix.mGlideRate;
-        mGliding = glideMoves<2>(mFromFirst, mFromFirstTarget, mRate) || glideMoves<2>(mFromSecond, mFromSecondTarget, mRate);
+        mGliding = glideMoves<2>(mFromFirst, mFromFirstTarget, mRate)
+                   || glideMoves<2>(mFromSecond, mFromSecondTarget, mRate);
     }
 
     void store(MatrixGlideState& outGlide) const
@@ -492,8 +492,9 @@ Q38_SAMPLE_INLINE void withGlides(bool inGlides, Loop&& inLoop)
 // output to outToned. A lane whose section stands still keeps its memories
 // and passes inStill, the block that the blend takes in its place.
 template <int NumLanes>
-Q38_SAMPLE_INLINE void runToneSection(const Lanes<NumLanes>* inAmplified, const Lanes<NumLanes>* inStill, Lanes<NumLanes>* outToned,
-                    int inNumSamples, const LaneSet<NumLanes>& inLanes, const bool (&inRuns)[NumLanes])
+Q38_SAMPLE_INLINE void runToneSection(const Lanes<NumLanes>* inAmplified, const Lanes<NumLanes>* inStill,
+                                      Lanes<NumLanes>* outToned, int inNumSamples, const LaneSet<NumLanes>& inLanes,
+                                      const bool (&inRuns)[NumLanes])
 {
     ToneSectionRunner<NumLanes> tone;
     tone.load(inLanes);
@@ -522,7 +523,7 @@ Q38_SAMPLE_INLINE void runToneSection(const Lanes<NumLanes>* inAmplified, const 
 // and output ramp, then the output matrix.
 template <int NumLanes>
 Q38_SAMPLE_INLINE void runChannels(const double* const* inInputs, double* const* outOutputs, int inNumSamples,
-                 const ModelCoefficients& inCoefficients, ModelState& ioState)
+                                   const ModelCoefficients& inCoefficients, ModelState& ioState)
 {
     using Value = Lanes<NumLanes>;
     const int n = inNumSamples;
@@ -566,7 +567,8 @@ Q38_SAMPLE_INLINE void runChannels(const double* const* inInputs, double* const*
     AmplifierRunner<NumLanes> amplifier;
     amplifier.load(lanes);
 
-    // Stage buffers: the input ramp's output, and the chain between stages.
+    // Stage buffers: the input ramp's output (the hiss and the input matrix's
+    // before it), and the chain between stages.
     Value ramped[dsp::DataBuffer::MaxNumSamples];
     Value first[dsp::DataBuffer::MaxNumSamples];
 
@@ -576,7 +578,8 @@ Q38_SAMPLE_INLINE void runChannels(const double* const* inInputs, double* const*
     // entrance then starts each sample without their arithmetic on its way.
     withGlides(inputMatrix.mGliding, [&](auto inGlide) Q38_INLINED {
         for (int i = 0; i < n; ++i) {
-            const Value noise = hissSample(gather<NumLanes>([&](int c) { return nextHissState(hiss[c]); })) * kHissLevel;
+            const Value state = gather<NumLanes>([&](int c) { return nextHissState(hiss[c]); });
+            const Value noise = hissSample(state) * kHissLevel;
             ramped[i] = noise + inputMatrix.template tick<decltype(inGlide)::value>(inputMatrix.read(inInputs, i));
         }
     });

@@ -38,7 +38,7 @@ struct LaneTypes<1>
 {
     using Value = double;
     using Mask = bool;
-    using Bits = std::uint64_t;
+    using Words = std::uint64_t;
 };
 
 template <>
@@ -46,7 +46,7 @@ struct LaneTypes<2>
 {
     using Value = DoublePair;
     using Mask = MaskPair;
-    using Bits = MaskPair;
+    using Words = MaskPair;
 };
 
 template <int NumLanes>
@@ -54,7 +54,7 @@ using Lanes = typename LaneTypes<NumLanes>::Value;
 template <int NumLanes>
 using LaneMask = typename LaneTypes<NumLanes>::Mask;
 template <int NumLanes>
-using LaneBits = typename LaneTypes<NumLanes>::Bits;
+using LaneWords = typename LaneTypes<NumLanes>::Words;
 
 // One value per lane, read through inGet(lane).
 template <int NumLanes, typename Get>
@@ -96,8 +96,8 @@ inline double lane(Lanes<NumLanes> inValue, int inLane)
         return inValue[inLane];
 }
 
-// The bits in which inA and inB differ, lane by lane; gathered with | and
-// tested once by anyBits.
+// The bits in which inA and inB differ, a 64-bit word per lane; gathered
+// with | and tested once by anyBits.
 inline std::uint64_t changedBits(double inA, double inB)
 {
     return std::bit_cast<std::uint64_t>(inA) ^ std::bit_cast<std::uint64_t>(inB);
@@ -141,7 +141,7 @@ inline DoublePair select(MaskPair inMask, DoublePair inIfSet, DoublePair inOther
 
 // The mask whose lanes are the bits of inBits, lane 0 in bit 0.
 template <int NumLanes>
-inline LaneMask<NumLanes> laneMask(int inBits)
+inline LaneMask<NumLanes> maskOfBits(int inBits)
 {
     if constexpr (NumLanes == 1)
         return (inBits & 1) != 0;
@@ -156,34 +156,24 @@ inline LaneMask<NumLanes> laneMask(const bool (&inFlags)[NumLanes])
     int bits = 0;
     for (int c = 0; c < NumLanes; ++c)
         bits |= inFlags[c] ? 1 << c : 0;
-    return laneMask<NumLanes>(bits);
+    return maskOfBits<NumLanes>(bits);
 }
 
 // The lanes of a mask as bits, lane 0 in bit 0. Masks are best combined as
 // these bits: without 64-bit integer comparisons (SSE2), the compiler turns
 // & on a comparison's mask into a selection lane by lane.
-inline int laneBits(bool inMask)
+inline int maskBits(bool inMask)
 {
     return inMask ? 1 : 0;
 }
 
-inline int laneBits(MaskPair inMask)
+inline int maskBits(MaskPair inMask)
 {
 #ifdef __SSE2__
     return _mm_movemask_pd(reinterpret_cast<__m128d>(inMask));
 #else
     return (inMask[0] < 0 ? 1 : 0) | (inMask[1] < 0 ? 2 : 0);
 #endif
-}
-
-inline bool anyLanes(bool inMask)
-{
-    return inMask;
-}
-
-inline bool anyLanes(MaskPair inMask)
-{
-    return laneBits(inMask) != 0;
 }
 
 inline bool allLanes(bool inMask)
@@ -193,7 +183,7 @@ inline bool allLanes(bool inMask)
 
 inline bool allLanes(MaskPair inMask)
 {
-    return laneBits(inMask) == 3;
+    return maskBits(inMask) == 3;
 }
 
 inline double absolute(double inValue)

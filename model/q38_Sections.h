@@ -157,7 +157,7 @@ struct GlidingRunner
         for (const int k : Glided)
             mTargets[k] = gather<NumLanes>([&](int c) { return inTargets[c][k]; });
         mRate = inRate;
-        LaneBits<NumLanes> moved{};
+        LaneWords<NumLanes> moved{};
         for (const int k : Glided)
             moved |= changedBits(glide(mSection.mCoefficients[k], mTargets[k], inRate), mSection.mCoefficients[k]);
         mGliding = anyBits(moved);

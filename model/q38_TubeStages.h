@@ -218,11 +218,11 @@ struct BiasShiftClampRunner
         // Zero memories compute at full speed: they need no rest.
         bool resting[NumLanes];
         for (int c = 0; c < NumLanes; ++c) {
-            const ChannelState& state = *inLanes.mStates[c];
-            resting[c] = (state.mBiasShift != 0.0 || state.mBiasLowPassMemory != 0.0)
-                         && isResting(state, *inLanes.mCoefficients[c]);
+            const ChannelState& channel = *inLanes.mStates[c];
+            resting[c] = (channel.mBiasShift != 0.0 || channel.mBiasLowPassMemory != 0.0)
+                         && isResting(channel, *inLanes.mCoefficients[c]);
         }
-        mRestingLanes = laneBits(laneMask<NumLanes>(resting));
+        mRestingLanes = maskBits(laneMask<NumLanes>(resting));
         mWokenLanes = 0;
         mHeld = false;
         mGliding = glideMoves<NumLanes>(mFeedback, mFeedbackTarget, kBiasGlideRate)
@@ -231,7 +231,7 @@ struct BiasShiftClampRunner
 
     void store(const LaneSet<NumLanes>& inLanes) const
     {
-        const LaneMask<NumLanes> kept = laneMask<NumLanes>(mHeld ? mRestingLanes : 0);
+        const LaneMask<NumLanes> kept = maskOfBits<NumLanes>(mHeld ? mRestingLanes : 0);
         const Value memory = select(kept, mKeptMemory, mMemory);
         const Value shift = select(kept, mKeptShift, mShift);
         scatter<NumLanes>(memory, [&](int c) -> double& { return inLanes.mStates[c]->mBiasLowPassMemory; });
@@ -253,7 +253,7 @@ struct BiasShiftClampRunner
         mHeld = true;
         mKeptShift = mShift;
         mKeptMemory = mMemory;
-        const LaneMask<NumLanes> resting = laneMask<NumLanes>(mRestingLanes);
+        const LaneMask<NumLanes> resting = maskOfBits<NumLanes>(mRestingLanes);
         mShift = select(resting, splat<NumLanes>(0.0), mShift);
         mMemory = select(resting, splat<NumLanes>(0.0), mMemory);
     }
@@ -264,7 +264,7 @@ struct BiasShiftClampRunner
     // The lanes, as bits, whose sample passes: well above the floor and far from zero.
     Q38_SAMPLE_INLINE int passingLanes(Value inX) const
     {
-        return laneBits(absolute(inX) >= kSmallestPassed) & laneBits(inX > mFloor);
+        return maskBits(absolute(inX) >= kSmallestPassed) & maskBits(inX > mFloor);
     }
 
     // The clamp over a block into outSamples, its input sample i given by
@@ -310,7 +310,7 @@ struct BiasShiftClampRunner
         } else if (Check == RestCheck::Checked && mRestingLanes != 0) {
             // A lane rests for as long as its samples pass.
             mRestingLanes &= passingLanes(inX);
-            resting = laneMask<NumLanes>(mRestingLanes);
+            resting = maskOfBits<NumLanes>(mRestingLanes);
             shift = select(resting, splat<NumLanes>(0.0), shift);
             memory = select(resting, splat<NumLanes>(0.0), memory);
         }

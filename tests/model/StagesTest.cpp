@@ -242,7 +242,8 @@ TEST(BiasShiftClamp, RestingOnASubnormalGivesThePlainResult)
             DoublePair in[32], out[32];
             for (int i = 0; i < 32; ++i) {
                 const double t = 0.001 * (block * 32 + i);
-                in[i] = DoublePair{0.1 + 0.05 * std::sin(t) - (block == 600 && i == 5 ? 2.0 : 0.0), 0.8 * std::sin(50.0 * t)};
+                const double cut = block == 600 && i == 5 ? 2.0 : 0.0;
+                in[i] = DoublePair{0.1 + 0.05 * std::sin(t) - cut, 0.8 * std::sin(50.0 * t)};
             }
             BiasShiftClampRunner<2> clamp;
             clamp.load(lanes);
