@@ -199,9 +199,17 @@ inline DoublePair absolute(DoublePair inValue)
 
 // inValue with its sign bit flipped where inSignSource is negative: a
 // multiplication by copysign(1, source), exactly, but in one step.
+inline double flipSign(double inValue, double inSignSource)
+{
+    constexpr std::uint64_t kSign = 0x8000000000000000ull;
+    const std::uint64_t sign = std::bit_cast<std::uint64_t>(inSignSource) & kSign;
+    return std::bit_cast<double>(std::bit_cast<std::uint64_t>(inValue) ^ sign);
+}
+
 inline DoublePair flipSign(DoublePair inValue, DoublePair inSignSource)
 {
-    constexpr MaskPair kSign = {static_cast<std::int64_t>(0x8000000000000000), static_cast<std::int64_t>(0x8000000000000000)};
+    constexpr std::int64_t kSignBit = static_cast<std::int64_t>(0x8000000000000000);
+    constexpr MaskPair kSign = {kSignBit, kSignBit};
     return reinterpret_cast<DoublePair>(reinterpret_cast<MaskPair>(inValue)
                                         ^ (reinterpret_cast<MaskPair>(inSignSource) & kSign));
 }

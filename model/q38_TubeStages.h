@@ -78,7 +78,6 @@ struct SaturatingIntegratorRunner
     Value mInputScale, mOutputScale, mLeak, mLossScale, mState, mPrevious;
     // The shaper, lane by lane.
     Value mPreGain, mPostGain, mSlope, mOffset, mKneeLow, mKneeHigh, mKneeA, mKneeB, mKneeC;
-    dsp::SoftKneeShaper mShaper;  // the single channel's, for the cell library's curve
 
     void load(const std::array<SaturatingIntegrator*, NumLanes>& inIntegrators)
     {
@@ -103,7 +102,6 @@ struct SaturatingIntegratorRunner
         mKneeA = shaper(&dsp::SoftKneeShaper::mKneeA);
         mKneeB = shaper(&dsp::SoftKneeShaper::mKneeB);
         mKneeC = shaper(&dsp::SoftKneeShaper::mKneeC);
-        mShaper = inIntegrators[0]->mShaper;
     }
 
     void store(const std::array<SaturatingIntegrator*, NumLanes>& inIntegrators) const
@@ -112,33 +110,29 @@ struct SaturatingIntegratorRunner
         scatter<NumLanes>(mPrevious, [&](int c) -> double& { return inIntegrators[c]->mPrevious; });
     }
 
+    // The cell library's curve (dsp_Shapers.h), lane by lane. With
+    // s = copysign(1, v), s * v is |v| and a product with s a sign flip; a
+    // zero v, the one case where s is 0, takes the first arm either way. All
+    // lanes below the knee, the usual case at programme levels, take the first
+    // arm by a branch: the curve's arithmetic then stays off the integrator's
+    // chain from sample to sample.
     Q38_SAMPLE_INLINE Value shape(Value inV) const
     {
-        if constexpr (NumLanes == 1) {
-            return UnityShaper ? dsp::evaluateSoftKneeShaperUnity(mShaper, inV)
-                               : dsp::evaluateSoftKneeShaper(mShaper, inV);
+        if constexpr (UnityShaper) {
+            const Value a = absolute(inV);
+            if (allLanes(a <= mKneeLow))
+                return inV;
+            const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV);
+            const Value line = flipSign(a * mSlope + mOffset, inV);
+            return a <= mKneeLow ? inV : (a <= mKneeHigh ? knee : line);
         } else {
-            // With s = copysign(1, v), s * v is |v| and a product with s a sign
-            // flip; a zero v, the one case where s is 0, takes the first arm
-            // either way. Both lanes below the knee, the usual case at
-            // programme levels, take the first arm by a branch: the curve's
-            // arithmetic then stays off the integrator's chain from sample to sample.
-            if constexpr (UnityShaper) {
-                const Value a = absolute(inV);
-                if (allLanes(a <= mKneeLow))
-                    return inV;
-                const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV);
-                const Value line = flipSign(a * mSlope + mOffset, inV);
-                return a <= mKneeLow ? inV : (a <= mKneeHigh ? knee : line);
-            } else {
-                const Value a = absolute(inV) * mPreGain;
-                const Value linear = mPreGain * mPostGain * inV;
-                if (allLanes(a <= mKneeLow))
-                    return linear;
-                const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV) * mPostGain;
-                const Value line = flipSign(a * mSlope + mOffset, inV) * mPostGain;
-                return a <= mKneeLow ? linear : (a <= mKneeHigh ? knee : line);
-            }
+            const Value a = absolute(inV) * mPreGain;
+            const Value linear = mPreGain * mPostGain * inV;
+            if (allLanes(a <= mKneeLow))
+                return linear;
+            const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV) * mPostGain;
+            const Value line = flipSign(a * mSlope + mOffset, inV) * mPostGain;
+            return a <= mKneeLow ? linear : (a <= mKneeHigh ? knee : line);
         }
     }
 
