@@ -62,10 +62,10 @@ struct Signal
     std::vector<float> mLeft;
     std::vector<float> mRight;
 
-    Signal() : mLeft(kSampleRate), mRight(kSampleRate)
+    explicit Signal(float inLevel = 0.1f) : mLeft(kSampleRate), mRight(kSampleRate)
     {
         std::mt19937 generator(7);
-        std::normal_distribution<float> noise(0.0f, 0.1f);
+        std::normal_distribution<float> noise(0.0f, inLevel);
         for (std::size_t i = 0; i < mLeft.size(); ++i) {
             mLeft[i] = noise(generator);
             mRight[i] = 0.5f * mLeft[i] + noise(generator);
@@ -73,9 +73,12 @@ struct Signal
     }
 };
 
-void runProcess(benchmark::State& ioState, Q38Engine& ioEngine, int inNumChannels = 2)
+const Signal kProgramme;
+const Signal kSilence(0.0f);
+
+void runProcess(benchmark::State& ioState, Q38Engine& ioEngine, int inNumChannels = 2,
+                const Signal& signal = kProgramme)
 {
-    static const Signal signal;
     std::vector<float> left(kBlockSize), right(kBlockSize);
     float* outputs[2] = {left.data(), right.data()};
     std::size_t position = 0;
@@ -118,6 +121,17 @@ void BM_ProcessMono(benchmark::State& ioState)
     runProcess(ioState, *engine, 1);
 }
 BENCHMARK(BM_ProcessMono);
+
+// Digital silence, ten seconds in: whatever decays towards zero in the model
+// has had the time to come to rest.
+void BM_ProcessSilence(benchmark::State& ioState)
+{
+    auto engine = makeEngine();
+    std::vector<float> left(10 * kSampleRate), right(10 * kSampleRate);
+    processStereo(*engine, left, right);
+    runProcess(ioState, *engine, 2, kSilence);
+}
+BENCHMARK(BM_ProcessSilence);
 
 void BM_ProcessEffectOff(benchmark::State& ioState)
 {
