@@ -1,10 +1,11 @@
-// The price of the engine's operations as a host pays it: process on stereo
-// blocks of 32 samples, setParameter per parameter group, setSampleRate.
+// The price of the engine's operations as a host pays it: process on blocks
+// of 32 samples, stereo and mono, setParameter per parameter group,
+// setSampleRate.
 //
 //   build/default/bench/q38_engine_bench --benchmark_repetitions=10
 //       --benchmark_report_aggregates_only=true
 //
-// "per_frame" is the CPU time of one stereo sample in seconds (shown with an
+// "per_frame" is the CPU time of one sample frame in seconds (shown with an
 // SI prefix, "n" for nanoseconds); "realtime_48k" is how many times faster
 // than real time that is at 48 kHz.
 
@@ -46,16 +47,25 @@ void moveEveryControl(Q38Engine& ioEngine)
     ioEngine.setParameter(kCh2OutputTrim, 0.6f);
 }
 
+// A whole stereo signal through process, 32 samples at a time.
+void processStereo(Q38Engine& ioEngine, std::vector<float>& ioLeft, std::vector<float>& ioRight)
+{
+    for (std::size_t start = 0; start + kBlockSize <= ioLeft.size(); start += kBlockSize) {
+        float* channels[2] = {ioLeft.data() + start, ioRight.data() + start};
+        ioEngine.process(channels, channels, 2, kBlockSize);
+    }
+}
+
 // A programme-like stereo signal that repeats every second.
 struct Signal
 {
     std::vector<float> mLeft;
     std::vector<float> mRight;
 
-    Signal() : mLeft(kSampleRate), mRight(kSampleRate)
+    explicit Signal(float inLevel = 0.1f) : mLeft(kSampleRate), mRight(kSampleRate)
     {
         std::mt19937 generator(7);
-        std::normal_distribution<float> noise(0.0f, 0.1f);
+        std::normal_distribution<float> noise(0.0f, inLevel);
         for (std::size_t i = 0; i < mLeft.size(); ++i) {
             mLeft[i] = noise(generator);
             mRight[i] = 0.5f * mLeft[i] + noise(generator);
@@ -63,15 +73,18 @@ struct Signal
     }
 };
 
-void runProcess(benchmark::State& ioState, Q38Engine& ioEngine)
+const Signal kProgramme;
+const Signal kSilence(0.0f);
+
+void runProcess(benchmark::State& ioState, Q38Engine& ioEngine, int inNumChannels = 2,
+                const Signal& signal = kProgramme)
 {
-    static const Signal signal;
     std::vector<float> left(kBlockSize), right(kBlockSize);
     float* outputs[2] = {left.data(), right.data()};
     std::size_t position = 0;
     for (auto _ : ioState) {
         const float* inputs[2] = {signal.mLeft.data() + position, signal.mRight.data() + position};
-        ioEngine.process(inputs, outputs, 2, kBlockSize);
+        ioEngine.process(inputs, outputs, inNumChannels, kBlockSize);
         benchmark::DoNotOptimize(left.data());
         benchmark::DoNotOptimize(right.data());
         benchmark::ClobberMemory();
@@ -90,13 +103,35 @@ void BM_ProcessDefaults(benchmark::State& ioState)
 }
 BENCHMARK(BM_ProcessDefaults);
 
+// Measured once the glides have settled, as a long run sees it.
 void BM_ProcessEveryControlMoved(benchmark::State& ioState)
 {
     auto engine = makeEngine();
     moveEveryControl(*engine);
+    std::vector<float> left(kSampleRate), right(kSampleRate);
+    processStereo(*engine, left, right);
     runProcess(ioState, *engine);
 }
 BENCHMARK(BM_ProcessEveryControlMoved);
+
+// One channel: "per_frame" is the cost of one sample of it.
+void BM_ProcessMono(benchmark::State& ioState)
+{
+    auto engine = makeEngine();
+    runProcess(ioState, *engine, 1);
+}
+BENCHMARK(BM_ProcessMono);
+
+// Digital silence, ten seconds in: whatever decays towards zero in the model
+// has had the time to come to rest.
+void BM_ProcessSilence(benchmark::State& ioState)
+{
+    auto engine = makeEngine();
+    std::vector<float> left(10 * kSampleRate), right(10 * kSampleRate);
+    processStereo(*engine, left, right);
+    runProcess(ioState, *engine, 2, kSilence);
+}
+BENCHMARK(BM_ProcessSilence);
 
 void BM_ProcessEffectOff(benchmark::State& ioState)
 {

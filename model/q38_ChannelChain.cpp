@@ -5,7 +5,6 @@
 #include "q38_Sections.h"
 #include "q38_TubeStages.h"
 
-#include "dsp/containers/dsp_ChannelsBuffer.h"
 #include "dsp/containers/dsp_DataBuffer.h"
 #include "dsp/filter_design/dsp_IIRToolsImpl.h"
 #include "vector/vector_Primitives.h"
@@ -19,93 +18,184 @@
 
 namespace q38 {
 
-void MatrixGlide(const double* const* inInputs, double* const* outOutputs, int inNumSamples, int inNumChannels,
-                 MatrixGlideState& ioGlide, const StereoMatrix& inMatrix)
+namespace {
+
+// The gains of a matrix glide over a block. One channel uses the first gain
+// alone; two mix as {x0, x0} * {g11, g12} + {x1, x1} * {g21, g22}, the gains
+// into the first and into the second channel side by side.
+template <int NumLanes>
+struct MatrixRunner;
+
+template <>
+struct MatrixRunner<1>
 {
-    const double rate = inMatrix.mGlideRate;
-    if (ioGlide.mPending) {
-        ioGlide.mPending = 0;
-        ioGlide.mFirstToFirst = inMatrix.mFirstToFirst;
-        // A single channel uses the first gain only and leaves the others as they are.
-        if (inNumChannels != 1) {
+    double mGain, mTarget, mRate;
+    bool mGliding;
+
+    void load(MatrixGlideState& ioGlide, const StereoMatrix& inMatrix)
+    {
+        // A single channel snaps the first gain only and leaves the others as they are.
+        if (ioGlide.mPending) {
+            ioGlide.mPending = 0;
+            ioGlide.mFirstToFirst = inMatrix.mFirstToFirst;
+        }
+        mGain = ioGlide.mFirstToFirst;
+        mTarget = inMatrix.mFirstToFirst;
+        mRate = inMatrix.mGlideRate;
+        mGliding = glideMoves<1>(mGain, mTarget, mRate);
+    }
+
+    void store(MatrixGlideState& outGlide) const { outGlide.mFirstToFirst = mGain; }
+
+    // Deliberately one multiplication, whatever the stereo mode.
+    template <bool Glide = true>
+    Q38_SAMPLE_INLINE double tick(double inX)
+    {
+        if constexpr (Glide)
+            mGain = glide(mGain, mTarget, mRate);
+        return mGain * inX;
+    }
+
+    static double read(const double* const* inChannels, int inIndex) { return inChannels[0][inIndex]; }
+    static void write(double inValue, double* const* outChannels, int inIndex) { outChannels[0][inIndex] = inValue; }
+};
+
+template <>
+struct MatrixRunner<2>
+{
+    DoublePair mFromFirst, mFromSecond, mFromFirstTarget, mFromSecondTarget;
+    double mRate;
+    bool mGliding;
+
+    void load(MatrixGlideState& ioGlide, const StereoMatrix& inMatrix)
+    {
+        if (ioGlide.mPending) {
+            ioGlide.mPending = 0;
+            ioGlide.mFirstToFirst = inMatrix.mFirstToFirst;
             ioGlide.mFirstToSecond = inMatrix.mFirstToSecond;
             ioGlide.mSecondToFirst = inMatrix.mSecondToFirst;
             ioGlide.mSecondToSecond = inMatrix.mSecondToSecond;
         }
+        mFromFirst = DoublePair{ioGlide.mFirstToFirst, ioGlide.mFirstToSecond};
+        mFromSecond = DoublePair{ioGlide.mSecondToFirst, ioGlide.mSecondToSecond};
+        mFromFirstTarget = DoublePair{inMatrix.mFirstToFirst, inMatrix.mFirstToSecond};
+        mFromSecondTarget = DoublePair{inMatrix.mSecondToFirst, inMatrix.mSecondToSecond};
+        mRate = inMatrix.mGlideRate;
+        mGliding = glideMoves<2>(mFromFirst, mFromFirstTarget, mRate)
+                   || glideMoves<2>(mFromSecond, mFromSecondTarget, mRate);
     }
 
-    if (inNumChannels == 1) {
-        // Deliberately one multiplication, whatever the stereo mode.
-        const double target = inMatrix.mFirstToFirst;
-        double gain = ioGlide.mFirstToFirst;
-        const double* const in = inInputs[0];
-        double* const out = outOutputs[0];
-        for (int i = 0; i < inNumSamples; ++i) {
-            gain += (target - gain) * rate;
-            out[i] = gain * in[i];
-        }
-        ioGlide.mFirstToFirst = gain;
-        return;
+    void store(MatrixGlideState& outGlide) const
+    {
+        outGlide.mFirstToFirst = mFromFirst[0];
+        outGlide.mFirstToSecond = mFromFirst[1];
+        outGlide.mSecondToFirst = mFromSecond[0];
+        outGlide.mSecondToSecond = mFromSecond[1];
     }
 
-    // The gains into the first and into the second channel side by side:
-    // {x0, x0} * {g11, g12} + {x1, x1} * {g21, g22}.
-    const double glideGains[] = {ioGlide.mFirstToFirst, ioGlide.mFirstToSecond, ioGlide.mSecondToFirst,
-                                 ioGlide.mSecondToSecond};
-    const double targets[] = {inMatrix.mFirstToFirst, inMatrix.mFirstToSecond, inMatrix.mSecondToFirst,
-                              inMatrix.mSecondToSecond};
-    constexpr int kAll[] = {0, 1, 2, 3};
-    const bool gliding = glideMoves(glideGains, targets, kAll, 4, rate);
-    DoublePair fromFirst = {glideGains[0], glideGains[1]};
-    DoublePair fromSecond = {glideGains[2], glideGains[3]};
-    const DoublePair fromFirstTarget = {targets[0], targets[1]};
-    const DoublePair fromSecondTarget = {targets[2], targets[3]};
-    const double* const in0 = inInputs[0];
-    const double* const in1 = inInputs[1];
-    double* const out0 = outOutputs[0];
-    double* const out1 = outOutputs[1];
-    for (int i = 0; i < inNumSamples; ++i) {
-        if (gliding) {
-            fromFirst += (fromFirstTarget - fromFirst) * rate;
-            fromSecond += (fromSecondTarget - fromSecond) * rate;
+    // All four gains glide before the sample's mix.
+    template <bool Glide = true>
+    Q38_SAMPLE_INLINE DoublePair tick(DoublePair inX)
+    {
+        if constexpr (Glide) {
+            mFromFirst = glide(mFromFirst, mFromFirstTarget, mRate);
+            mFromSecond = glide(mFromSecond, mFromSecondTarget, mRate);
         }
-        const DoublePair mixed = DoublePair{in0[i], in0[i]} * fromFirst + DoublePair{in1[i], in1[i]} * fromSecond;
-        out0[i] = mixed[0];
-        out1[i] = mixed[1];
+        return DoublePair{inX[0], inX[0]} * mFromFirst + DoublePair{inX[1], inX[1]} * mFromSecond;
     }
-    ioGlide.mFirstToFirst = fromFirst[0];
-    ioGlide.mFirstToSecond = fromFirst[1];
-    ioGlide.mSecondToFirst = fromSecond[0];
-    ioGlide.mSecondToSecond = fromSecond[1];
+
+    static DoublePair read(const double* const* inChannels, int inIndex)
+    {
+        return DoublePair{inChannels[0][inIndex], inChannels[1][inIndex]};
+    }
+    static void write(DoublePair inValue, double* const* outChannels, int inIndex)
+    {
+        outChannels[0][inIndex] = inValue[0];
+        outChannels[1][inIndex] = inValue[1];
+    }
+};
+
+} // namespace
+
+void MatrixGlide(const double* const* inInputs, double* const* outOutputs, int inNumSamples, int inNumChannels,
+                 MatrixGlideState& ioGlide, const StereoMatrix& inMatrix)
+{
+    const auto run = [&](auto inRunner) {
+        inRunner.load(ioGlide, inMatrix);
+        for (int i = 0; i < inNumSamples; ++i)
+            inRunner.write(inRunner.tick(inRunner.read(inInputs, i)), outOutputs, i);
+        inRunner.store(ioGlide);
+    };
+    if (inNumChannels == 1)
+        run(MatrixRunner<1>{});
+    else
+        run(MatrixRunner<2>{});
 }
 
-void HissGenerator(double* outSamples, int inNumSamples, std::uint64_t& ioState)
+namespace {
+
+// One step of the hiss sequence: the new state, as a double in [0, 2^64).
+Q38_SAMPLE_INLINE double nextHissState(std::uint64_t& ioState)
 {
     constexpr std::uint64_t kMultiplier = 0x5851F42D4C957F2Dull;
     constexpr std::uint64_t kIncrement = 0x14057B7EF767814Full;
     constexpr std::uint64_t kTwoToThe64Bits = std::bit_cast<std::uint64_t>(18446744073709551616.0);
+    ioState = ioState * kMultiplier + kIncrement;
+    // Through the signed value, lifted by 2^64 when negative. The sign is
+    // random, so the lift is chosen by a mask rather than a branch; adding
+    // 0.0 leaves a positive value as it is.
+    const std::int64_t signedValue = static_cast<std::int64_t>(ioState);
+    const double lift = std::bit_cast<double>(static_cast<std::uint64_t>(signedValue >> 63) & kTwoToThe64Bits);
+    return static_cast<double>(signedValue) + lift;
+}
+
+// The state as a sample, uniform on [-1, 1).
+template <typename Value>
+Q38_SAMPLE_INLINE Value hissSample(Value inState)
+{
     constexpr double kTwoToTheMinus63 = 1.0842021724855044e-19;
+    return inState * kTwoToTheMinus63 - 1.0;
+}
+
+} // namespace
+
+void HissGenerator(double* outSamples, int inNumSamples, std::uint64_t& ioState)
+{
     std::uint64_t x = ioState;
-    for (int i = 0; i < inNumSamples; ++i) {
-        x = x * kMultiplier + kIncrement;
-        // Through the signed value, lifted by 2^64 when negative. The sign is
-        // random, so the lift is chosen by a mask rather than a branch; adding
-        // 0.0 leaves a positive value as it is.
-        const std::int64_t signedValue = static_cast<std::int64_t>(x);
-        const double lift = std::bit_cast<double>(static_cast<std::uint64_t>(signedValue >> 63) & kTwoToThe64Bits);
-        outSamples[i] = (static_cast<double>(signedValue) + lift) * kTwoToTheMinus63 - 1.0;
-    }
+    for (int i = 0; i < inNumSamples; ++i)
+        outSamples[i] = hissSample(nextHissState(x));
     ioState = x;
 }
 
 namespace {
+
+// exp(n * inLogSpan), how far a ramp reaches in a block of n samples. Every
+// ramp has the same span, so the reaches of blocks of 1 to 32 samples are
+// computed once, with the same expression.
+double rampReach(double inLogSpan, int inNumSamples)
+{
+    struct Reaches
+    {
+        double mLogSpan;
+        double mReach[dsp::DataBuffer::MaxNumSamples + 1];
+    };
+    static const Reaches kReaches = [] {
+        Reaches reaches{gainRampLogSpan(), {}};
+        for (int n = 1; n <= dsp::DataBuffer::MaxNumSamples; ++n)
+            reaches.mReach[n] = std::exp(n * reaches.mLogSpan);
+        return reaches;
+    }();
+    if (inLogSpan == kReaches.mLogSpan && inNumSamples >= 1 && inNumSamples <= dsp::DataBuffer::MaxNumSamples)
+        return kReaches.mReach[inNumSamples];
+    return std::exp(inNumSamples * inLogSpan);
+}
 
 // The geometric ramp of one lane over a block: a jump is a ramp at ratio 1
 // that starts on the target, which multiplies out to exactly the target.
 void startGainRamp(GainRamp& ioRamp, double inTarget, int inNumSamples, double& outGain, double& outRatio)
 {
     const double difference = inTarget - ioRamp.mCurrent;
-    const double reach = std::exp(inNumSamples * ioRamp.mLogSpan);
+    const double reach = rampReach(ioRamp.mLogSpan, inNumSamples);
     if (std::fabs(difference) < (reach - 1.0) * inTarget || ioRamp.mPending) {
         ioRamp.mPending = 0;
         outGain = inTarget;
@@ -246,8 +336,22 @@ struct AmplifierRunner
     // The amplifier runs in three stages, each in a loop over the block with
     // few other sections: consecutive samples then overlap in the processor,
     // where one loop of the whole chain would wait on each sample's long chain.
+    // A stage leaves out its glides (Glide false) while none of them moves.
+
+    bool clipperStageGlides() const
+    {
+        return glideMoves<NumLanes>(mBiasGain, mBiasGainTarget, kBiasGainGlideRate) || mPreEmphasis.mGliding
+               || mDeEmphasis.mGliding;
+    }
+
+    bool highPassStageGlides() const
+    {
+        return mHighPassFirstOrder.mGliding || mHighPassSecondOrder.mGliding || mCouplingHighPass.mGliding
+               || mBiasShiftClamp.mGliding;
+    }
 
     // The entrance, the bias offset and the first clipper between its shelves.
+    template <bool Glide = true>
     Q38_SAMPLE_INLINE Value clipperStage(Value inX)
     {
         const Value entrance = mDcBlock.tick(inX);
@@ -255,23 +359,33 @@ struct AmplifierRunner
         // gain: an offset added ahead of the first clipper and taken out behind
         // it, so that its operating point moves with the programme.
         mEnvelope = mEnvelopeCoefficient * absolute(mEnvelopeClip.tick(entrance)) + mEnvelope * mEnvelopeKeep;
-        mBiasGain += (mBiasGainTarget - mBiasGain) * kBiasGainGlideRate;
+        if constexpr (Glide)
+            mBiasGain += (mBiasGainTarget - mBiasGain) * kBiasGainGlideRate;
         const Value offset = mBiasGain * mEnvelope;
 
         Value x = mBassLift.tick(entrance);
-        x = mPreEmphasis.tick(x);
+        x = mPreEmphasis.template tick<Glide>(x);
         x = mFirstClip.tick(x + offset) - offset;
-        return mDeEmphasis.tick(x);
+        return mDeEmphasis.template tick<Glide>(x);
     }
 
-    // The high-pass switch, the second clipper and the bias shift.
+    // The high-pass switch, the second clipper and the coupling high-pass;
+    // the bias shift follows in the same loop.
+    template <bool Glide = true>
     Q38_SAMPLE_INLINE Value highPassStage(Value inX)
     {
-        Value x = mHighPassFirstOrder.tick(inX);
-        x = mHighPassSecondOrder.tick(x);
+        Value x = mHighPassFirstOrder.template tick<Glide>(inX);
+        x = mHighPassSecondOrder.template tick<Glide>(x);
         x = mSecondClip.tick(x);
-        x = mCouplingHighPass.tick(x);
-        return mBiasShiftClamp.tick(x);
+        return mCouplingHighPass.template tick<Glide>(x);
+    }
+
+    // The high-pass stage and the bias shift over a block in place.
+    template <bool Glide>
+    Q38_SAMPLE_INLINE void highPassAndBiasShift(Value* ioSamples, int inNumSamples)
+    {
+        mBiasShiftClamp.template runBlock<Glide>(ioSamples, inNumSamples,
+                                                 [&](int i) { return highPassStage<Glide>(ioSamples[i]); });
     }
 
     // The fixed filters and the core, and the extremes for the meter.
@@ -288,7 +402,7 @@ struct AmplifierRunner
 
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
-        return coreStage(highPassStage(clipperStage(inX)));
+        return coreStage(mBiasShiftClamp.tick(highPassStage(clipperStage(inX))));
     }
 };
 
@@ -364,23 +478,73 @@ bool isFinite(const ChannelState& inState)
     return sum - sum == 0.0;
 }
 
-// One pass of the per-channel chain over a block, for one model channel or
-// both at once: hiss, input ramp, amplifier, tone blend, output ramp, from
-// ioChannels[c] back into it.
+// Runs inLoop with a compile-time flag, true when any glide of its loop moves.
+template <typename Loop>
+Q38_SAMPLE_INLINE void withGlides(bool inGlides, Loop&& inLoop)
+{
+    if (inGlides)
+        inLoop(std::true_type{});
+    else
+        inLoop(std::false_type{});
+}
+
+// The tone section of the lanes in inRuns over a block, from the amplifier's
+// output to outToned. A lane whose section stands still keeps its memories
+// and passes inStill, the block that the blend takes in its place.
 template <int NumLanes>
-void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumLanes>& inLanes)
+Q38_SAMPLE_INLINE void runToneSection(const Lanes<NumLanes>* inAmplified, const Lanes<NumLanes>* inStill,
+                                      Lanes<NumLanes>* outToned, int inNumSamples, const LaneSet<NumLanes>& inLanes,
+                                      const bool (&inRuns)[NumLanes])
+{
+    ToneSectionRunner<NumLanes> tone;
+    tone.load(inLanes);
+    // The shaper has no memory: in a loop of its own its samples overlap, and
+    // its long chain of arithmetic stays out of the filters' loop.
+    for (int i = 0; i < inNumSamples; ++i)
+        outToned[i] = tone.shape(inAmplified[i]);
+    const LaneMask<NumLanes> running = laneMask<NumLanes>(inRuns);
+    withGlides(tone.gliding(), [&](auto inGlide) Q38_INLINED {
+        for (int i = 0; i < inNumSamples; ++i)
+            outToned[i] = select(running, tone.template filterStage<decltype(inGlide)::value>(outToned[i]), inStill[i]);
+    });
+
+    ToneMemories kept[NumLanes];
+    for (int c = 0; c < NumLanes; ++c)
+        if (!inRuns[c])
+            kept[c].save(*inLanes.mStates[c]);
+    tone.store(inLanes);
+    for (int c = 0; c < NumLanes; ++c)
+        if (!inRuns[c])
+            kept[c].restore(*inLanes.mStates[c]);
+}
+
+// One pass of the chain over a block, for one model channel or both at once:
+// the input matrix, then per channel hiss, input ramp, amplifier, tone blend
+// and output ramp, then the output matrix.
+template <int NumLanes>
+Q38_SAMPLE_INLINE void runChannels(const double* const* inInputs, double* const* outOutputs, int inNumSamples,
+                                   const ModelCoefficients& inCoefficients, ModelState& ioState)
 {
     using Value = Lanes<NumLanes>;
     const int n = inNumSamples;
+    LaneSet<NumLanes> lanes;
+    for (int c = 0; c < NumLanes; ++c) {
+        lanes.mStates[c] = &ioState.mChannel[c];
+        lanes.mCoefficients[c] = &inCoefficients.mChannel[c];
+    }
 
-    double hiss[NumLanes][dsp::DataBuffer::MaxNumSamples];
+    MatrixRunner<NumLanes> inputMatrix, outputMatrix;
+    inputMatrix.load(ioState.mInputMatrix, inCoefficients.mInputMatrix);
+    outputMatrix.load(ioState.mOutputMatrix, inCoefficients.mOutputMatrix);
+    const MatrixRunner<NumLanes> outputMatrixAtStart = outputMatrix;
+    std::uint64_t hiss[NumLanes];
     double inputGain[NumLanes], inputRatio[NumLanes], outputGain[NumLanes], outputRatio[NumLanes];
     bool runsTone[NumLanes];
     bool anyTone = false;
     for (int c = 0; c < NumLanes; ++c) {
-        ChannelState& state = *inLanes.mStates[c];
-        const ChannelCoefficients& coefficients = *inLanes.mCoefficients[c];
-        HissGenerator(hiss[c], n, state.mHissState);
+        ChannelState& state = *lanes.mStates[c];
+        const ChannelCoefficients& coefficients = *lanes.mCoefficients[c];
+        hiss[c] = state.mHissState;
         startGainRamp(state.mInputRamp, coefficients.mInputGain, n, inputGain[c], inputRatio[c]);
         startGainRamp(state.mOutputRamp, coefficients.mOutputGain, n, outputGain[c], outputRatio[c]);
         runsTone[c] = startToneBlend(state, coefficients);
@@ -395,66 +559,79 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     const Value inRatio = gather<NumLanes>([&](int c) { return inputRatio[c]; });
     Value outGain = gather<NumLanes>([&](int c) { return outputGain[c]; });
     const Value outRatio = gather<NumLanes>([&](int c) { return outputRatio[c]; });
-    Value mix = gather<NumLanes>([&](int c) { return inLanes.mStates[c]->mToneMix; });
-    const Value mixTarget = gather<NumLanes>([&](int c) { return inLanes.mCoefficients[c]->mToneMixTarget; });
-    // Lanes whose tone section stands still keep their memories and read the
-    // block that the tone section would have written: the input ramp's output.
-    const LaneMask<NumLanes> toneLanes = gather<NumLanes>([&](int c) { return runsTone[c] ? 1.0 : 0.0; }) != 0.0;
+    Value mix = gather<NumLanes>([&](int c) { return lanes.mStates[c]->mToneMix; });
+    const Value mixTarget = gather<NumLanes>([&](int c) { return lanes.mCoefficients[c]->mToneMixTarget; });
+    // A ramp that has jumped to its target goes on at the ratio 1.
+    const Value one = splat<NumLanes>(1.0);
 
     AmplifierRunner<NumLanes> amplifier;
-    amplifier.load(inLanes);
+    amplifier.load(lanes);
 
-    // Stage buffers: the input ramp's output, and the chain between stages.
+    // Stage buffers: the input ramp's output (the hiss and the input matrix's
+    // before it), and the chain between stages.
     Value ramped[dsp::DataBuffer::MaxNumSamples];
     Value first[dsp::DataBuffer::MaxNumSamples];
 
-    for (int i = 0; i < n; ++i) {
-        const Value noise = gather<NumLanes>([&](int c) { return hiss[c][i]; }) * kHissLevel;
-        const Value entrance = noise + gather<NumLanes>([&](int c) { return ioChannels[c][i]; });
-        inGain *= inRatio;
-        ramped[i] = inGain * entrance;
-        first[i] = amplifier.clipperStage(ramped[i]);
-    }
+    const bool entranceGlides = inputMatrix.mGliding || differsInBits<NumLanes>(inRatio, one)
+                                || amplifier.clipperStageGlides();
+    // The hiss and the input matrix in a loop of their own: the amplifier's
+    // entrance then starts each sample without their arithmetic on its way.
+    withGlides(inputMatrix.mGliding, [&](auto inGlide) Q38_INLINED {
+        for (int i = 0; i < n; ++i) {
+            const Value state = gather<NumLanes>([&](int c) { return nextHissState(hiss[c]); });
+            const Value noise = hissSample(state) * kHissLevel;
+            ramped[i] = noise + inputMatrix.template tick<decltype(inGlide)::value>(inputMatrix.read(inInputs, i));
+        }
+    });
+    withGlides(entranceGlides, [&](auto inGlide) Q38_INLINED {
+        constexpr bool glides = decltype(inGlide)::value;
+        for (int i = 0; i < n; ++i) {
+            const Value entrance = ramped[i];
+            if constexpr (glides)
+                inGain *= inRatio;
+            ramped[i] = inGain * entrance;
+            first[i] = amplifier.template clipperStage<glides>(ramped[i]);
+        }
+    });
+    withGlides(amplifier.highPassStageGlides(), [&](auto inGlide) Q38_INLINED {
+        amplifier.template highPassAndBiasShift<decltype(inGlide)::value>(first, n);
+    });
+
     for (int i = 0; i < n; ++i)
-        first[i] = amplifier.highPassStage(first[i]);
+        first[i] = amplifier.coreStage(first[i]);
 
-    // The core shares its loop with the tone section, whose own core's
-    // recurrence then overlaps with it. The blend mixes in the tone section's
-    // output where it runs.
+    // The tone section, where it runs, replaces the input ramp's output that
+    // the blend mixes in.
+    Value toned[dsp::DataBuffer::MaxNumSamples];
+    const Value* blendedWith = ramped;
     if (anyTone) {
-        ToneSectionRunner<NumLanes> tone;
-        tone.load(inLanes);
-        for (int i = 0; i < n; ++i) {
-            const Value amplified = amplifier.coreStage(first[i]);
-            const Value toned = toneLanes ? tone.tick(amplified) : ramped[i];
-            const Value blended = (1.0 - mix) * amplified + mix * toned;
-            mix += (mixTarget - mix) * kToneMixGlideRate;
-            outGain *= outRatio;
-            scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return ioChannels[c][i]; });
-        }
-
-        // A lane whose tone section stood still keeps its memories as they were.
-        ToneMemories kept[NumLanes];
-        for (int c = 0; c < NumLanes; ++c)
-            if (!runsTone[c])
-                kept[c].save(*inLanes.mStates[c]);
-        tone.store(inLanes);
-        for (int c = 0; c < NumLanes; ++c)
-            if (!runsTone[c])
-                kept[c].restore(*inLanes.mStates[c]);
-    } else {
-        for (int i = 0; i < n; ++i) {
-            const Value blended = (1.0 - mix) * amplifier.coreStage(first[i]) + mix * ramped[i];
-            mix += (mixTarget - mix) * kToneMixGlideRate;
-            outGain *= outRatio;
-            scatter<NumLanes>(outGain * blended, [&](int c) -> double& { return ioChannels[c][i]; });
-        }
+        runToneSection<NumLanes>(first, ramped, toned, n, lanes, runsTone);
+        blendedWith = toned;
     }
 
-    amplifier.store(inLanes);
+    // The blend, the output ramp and the output matrix.
+    const bool outputGlides = glideMoves<NumLanes>(mix, mixTarget, kToneMixGlideRate)
+                              || differsInBits<NumLanes>(outRatio, one) || outputMatrix.mGliding;
+    Value model[dsp::DataBuffer::MaxNumSamples];  // the model channels ahead of the output matrix
+    withGlides(outputGlides, [&](auto inGlide) Q38_INLINED {
+        constexpr bool glides = decltype(inGlide)::value;
+        for (int i = 0; i < n; ++i) {
+            const Value blended = (1.0 - mix) * first[i] + mix * blendedWith[i];
+            if constexpr (glides) {
+                mix += (mixTarget - mix) * kToneMixGlideRate;
+                outGain *= outRatio;
+            }
+            model[i] = outGain * blended;
+            outputMatrix.write(outputMatrix.template tick<glides>(model[i]), outOutputs, i);
+        }
+    });
+
+    inputMatrix.store(ioState.mInputMatrix);
+    amplifier.store(lanes);
     bool holdsNonFinite[NumLanes];
     for (int c = 0; c < NumLanes; ++c) {
-        ChannelState& state = *inLanes.mStates[c];
+        ChannelState& state = *lanes.mStates[c];
+        state.mHissState = hiss[c];
         state.mInputRamp.mCurrent = lane<NumLanes>(inGain, c);
         state.mOutputRamp.mCurrent = lane<NumLanes>(outGain, c);
         finishToneBlend(state, lane<NumLanes>(mix, c));
@@ -462,13 +639,22 @@ void runChannels(double* const* ioChannels, int inNumSamples, const LaneSet<NumL
     }
     // Finite input and coefficients keep every value finite. Should one ever
     // not be, the channel starts afresh from the next block, and this block
-    // of it is silence rather than whatever it holds.
+    // of it is silence rather than whatever it holds: the output matrix mixes
+    // the block again.
+    bool anyNonFinite = false;
     for (int c = 0; c < NumLanes; ++c) {
         if (holdsNonFinite[c]) [[unlikely]] {
-            clearChannelMemories(*inLanes.mStates[c]);
-            std::fill(ioChannels[c], ioChannels[c] + n, 0.0);
+            clearChannelMemories(*lanes.mStates[c]);
+            anyNonFinite = true;
         }
     }
+    if (anyNonFinite) [[unlikely]] {
+        const LaneMask<NumLanes> silenced = laneMask<NumLanes>(holdsNonFinite);
+        outputMatrix = outputMatrixAtStart;
+        for (int i = 0; i < n; ++i)
+            outputMatrix.write(outputMatrix.tick(select(silenced, splat<NumLanes>(0.0), model[i])), outOutputs, i);
+    }
+    outputMatrix.store(ioState.mOutputMatrix);
 }
 
 } // namespace
@@ -494,24 +680,94 @@ void ToneSectionBlend(const double* inSamples, double* outSamples, int inNumSamp
     finishToneBlend(ioState, mix);
 }
 
+namespace {
+
+// The chain in one version per instruction set: the same source, inlined
+// whole into each.
+using ChainFunction = void (*)(const double* const*, double* const*, int, const ModelCoefficients&, ModelState&);
+
+template <int NumLanes>
+void runChannelsBaseline(const double* const* inInputs, double* const* outOutputs, int inNumSamples,
+                         const ModelCoefficients& inCoefficients, ModelState& ioState)
+{
+    runChannels<NumLanes>(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
+}
+
+#if defined(__x86_64__)
+template <int NumLanes>
+[[gnu::target("arch=x86-64-v3")]] void runChannelsX86V3(const double* const* inInputs, double* const* outOutputs,
+                                                        int inNumSamples, const ModelCoefficients& inCoefficients,
+                                                        ModelState& ioState)
+{
+    runChannels<NumLanes>(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
+}
+
+template <int NumLanes>
+[[gnu::target("arch=x86-64-v4")]] void runChannelsX86V4(const double* const* inInputs, double* const* outOutputs,
+                                                        int inNumSamples, const ModelCoefficients& inCoefficients,
+                                                        ModelState& ioState)
+{
+    runChannels<NumLanes>(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
+}
+#endif
+
+struct ChainVersion
+{
+    ChainFunction mOneChannel;
+    ChainFunction mTwoChannels;
+};
+
+ChainVersion chainVersion(SampleLoops inLoops)
+{
+#if defined(__x86_64__)
+    if (inLoops == SampleLoops::X86V4)
+        return {&runChannelsX86V4<1>, &runChannelsX86V4<2>};
+    if (inLoops == SampleLoops::X86V3)
+        return {&runChannelsX86V3<1>, &runChannelsX86V3<2>};
+#endif
+    return {&runChannelsBaseline<1>, &runChannelsBaseline<2>};
+}
+
+SampleLoops widestSampleLoops()
+{
+    for (const SampleLoops loops : {SampleLoops::X86V4, SampleLoops::X86V3})
+        if (processorRuns(loops))
+            return loops;
+    return SampleLoops::Baseline;
+}
+
+// Relaxed: a single value, read once per block.
+std::atomic<SampleLoops> gUsedSampleLoops{SampleLoops::Widest};
+
+} // namespace
+
+bool processorRuns(SampleLoops inLoops)
+{
+#if defined(__x86_64__)
+    if (inLoops == SampleLoops::X86V4)
+        return __builtin_cpu_supports("x86-64-v4");
+    if (inLoops == SampleLoops::X86V3)
+        return __builtin_cpu_supports("x86-64-v3");
+#endif
+    return inLoops == SampleLoops::Baseline || inLoops == SampleLoops::Widest;
+}
+
+void useSampleLoops(SampleLoops inLoops)
+{
+    gUsedSampleLoops.store(processorRuns(inLoops) ? inLoops : SampleLoops::Widest, std::memory_order_relaxed);
+}
+
 void processModel(const double* const* inInputs, double* const* outOutputs, int inNumSamples, int inNumChannels,
                   const ModelCoefficients& inCoefficients, ModelState& ioState)
 {
-    dsp::ChannelsBuffer work(inNumChannels, inNumSamples);
-    MatrixGlide(inInputs, work.channelPointers(), inNumSamples, inNumChannels, ioState.mInputMatrix,
-                inCoefficients.mInputMatrix);
-
+    static const ChainVersion kWidest = chainVersion(widestSampleLoops());
+    const SampleLoops used = gUsedSampleLoops.load(std::memory_order_relaxed);
+    const ChainVersion version = used == SampleLoops::Widest ? kWidest : chainVersion(used);
     // The two model channels are independent: with two they run side by side.
-    if (inNumChannels == 2) {
-        runChannels<2>(work.channelPointers(), inNumSamples,
-                       {{&ioState.mChannel[0], &ioState.mChannel[1]},
-                        {&inCoefficients.mChannel[0], &inCoefficients.mChannel[1]}});
-    } else {
-        runChannels<1>(work.channelPointers(), inNumSamples, {{&ioState.mChannel[0]}, {&inCoefficients.mChannel[0]}});
-    }
-
-    MatrixGlide(work.channelPointers(), outOutputs, inNumSamples, inNumChannels, ioState.mOutputMatrix,
-                inCoefficients.mOutputMatrix);
+    if (inNumChannels == 2)
+        version.mTwoChannels(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
+    else
+        version.mOneChannel(inInputs, outOutputs, inNumSamples, inCoefficients, ioState);
 }
 
 } // namespace q38

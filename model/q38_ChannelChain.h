@@ -26,6 +26,24 @@ constexpr double kToneMixFloor = 0.0001;
 void processModel(const double* const* inInputs, double* const* outOutputs, int inNumSamples, int inNumChannels,
                   const ModelCoefficients& inCoefficients, ModelState& ioState);
 
+// The instruction sets that the chain's sample loops are compiled for. Every
+// version performs the same operations in the same order (no fused
+// multiply-add), so all give the same bits; the wider ones have more
+// registers and non-destructive instruction forms.
+enum class SampleLoops
+{
+    Baseline,  // x86-64 with SSE2, or whatever the build targets
+    X86V3,     // x86-64-v3: AVX2
+    X86V4,     // x86-64-v4: AVX-512
+    Widest     // the widest that the processor runs
+};
+
+bool processorRuns(SampleLoops inLoops);
+
+// Process-wide choice of processModel, Widest unless set otherwise; for tests
+// and measurements. A version that the processor does not run is not taken.
+void useSampleLoops(SampleLoops inLoops);
+
 // Host channels to model channels or back. With one channel only the first
 // gain is used; with two, all four glide before each sample's mix.
 void MatrixGlide(const double* const* inInputs, double* const* outOutputs, int inNumSamples, int inNumChannels,

@@ -4,6 +4,7 @@
 #include "q38_ChannelChain.h"
 #include "q38_ControlMapping.h"
 #include "q38_Parameters.h"
+#include "q38_Sections.h"
 
 #include "core/core_Assert.h"
 #include "dsp/containers/dsp_ChannelsBuffer.h"
@@ -319,16 +320,14 @@ void Q38PrivateEngine::process(const float* const* inInputs, float* const* inOut
         std::memcpy(&audioCoefficients(), mPublishedCoefficients, sizeof(ModelCoefficients));
     }
 
-    processWithFade(dry.channelPointers(), modelInput, wet.channelPointers(), numSamples, numChannels,
+    processWithFade(dry.channelPointers(), modelInput, wet.channelPointers(), inOutputs, numSamples, numChannels,
                     audioCoefficients(), *mModelState);
-
-    for (int c = 0; c < numChannels; ++c)
-        vectorDoubleToFloat(wet.channel(c), inOutputs[c], numSamples);
 }
 
 void Q38PrivateEngine::processWithFade(const double* const* inDry, const double* const* inModelInput,
-                                       double* const* ioWet, int inNumSamples, int inNumChannels,
-                                       const ModelCoefficients& inCoefficients, ModelState& ioState)
+                                       double* const* ioWet, float* const* outOutputs, int inNumSamples,
+                                       int inNumChannels, const ModelCoefficients& inCoefficients,
+                                       ModelState& ioState)
 {
     double g;
     if (ioState.mFadePending) {
@@ -350,11 +349,21 @@ void Q38PrivateEngine::processWithFade(const double* const* inDry, const double*
             std::fill(ioWet[c], ioWet[c] + inNumSamples, -0.0);
     }
 
+    // Each sample is mixed, then narrowed to float as vectorDoubleToFloat does.
     const double target = inCoefficients.mWetTarget;
-    for (int i = 0; i < inNumSamples; ++i) {
+    if (glideMoves<1>(g, target, kFadeStep)) {
+        for (int i = 0; i < inNumSamples; ++i) {
+            for (int c = 0; c < inNumChannels; ++c)
+                outOutputs[c][i] = vectorNarrowSample((1.0 - g) * inDry[c][i] + g * ioWet[c][i]);
+            g = g + (target - g) * kFadeStep;
+        }
+    } else {
+        // A fade whose step no longer changes it stays where it is: every
+        // sample mixes at the same g, without the step's chain from sample to
+        // sample, one channel after the other.
         for (int c = 0; c < inNumChannels; ++c)
-            ioWet[c][i] = (1.0 - g) * inDry[c][i] + g * ioWet[c][i];
-        g = g + (target - g) * kFadeStep;
+            for (int i = 0; i < inNumSamples; ++i)
+                outOutputs[c][i] = vectorNarrowSample((1.0 - g) * inDry[c][i] + g * ioWet[c][i]);
     }
 
     ioState.mFadePending = 0;

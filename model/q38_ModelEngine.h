@@ -54,12 +54,12 @@ private:
     // block, copies the new published block over the new edit block, unlocks.
     void publishCoefficients();
 
-    // The fade between the dry input and the chain's result; runs the chain
-    // on inModelInput (the dry input, or its guarded copy) unless the effect
-    // is off and the fade has died away.
+    // The fade between the dry input and the chain's result, lowered to the
+    // host's floats; runs the chain on inModelInput (the dry input, or its
+    // guarded copy) into ioWet unless the effect is off and the fade has died away.
     void processWithFade(const double* const* inDry, const double* const* inModelInput, double* const* ioWet,
-                         int inNumSamples, int inNumChannels, const ModelCoefficients& inCoefficients,
-                         ModelState& ioState);
+                         float* const* outOutputs, int inNumSamples, int inNumChannels,
+                         const ModelCoefficients& inCoefficients, ModelState& ioState);
 
     // The audio thread's private copy of the published block.
     ModelCoefficients& audioCoefficients() { return *mCoefficientStorage[kAudioBlock]; }

@@ -27,14 +27,18 @@ std::uint64_t readSteadyClock(void*)
 
 constexpr double kMinusTwoPi = -6.283185307179586;
 
-// 6.02 dB per 480 samples at every rate.
+double logSpanOf(double inUpRatio)
+{
+    return 2.0 * std::log(inUpRatio);
+}
+
 void resetGainRamp(GainRamp& outRamp)
 {
     outRamp.mPending = 1;
     outRamp.mCurrent = 1.0;
-    outRamp.mUpRatio = std::exp(0.6931471805599453 * 0.0020833333333333333);
+    outRamp.mUpRatio = gainRampUpRatio();
     outRamp.mDownRatio = 1.0 / outRamp.mUpRatio;
-    outRamp.mLogSpan = 2.0 * std::log(outRamp.mUpRatio);
+    outRamp.mLogSpan = logSpanOf(outRamp.mUpRatio);
 }
 
 // A fixed section keeps its design; only its memory goes.
@@ -155,6 +159,16 @@ void clearChannelMemories(ChannelState& outChannel)
     outChannel.mAmplifierCore.mState = 0.0;
     outChannel.mAmplifierCore.mPrevious = 0.0;
     std::atomic_ref<double>(outChannel.mActivity).store(0.0, std::memory_order_relaxed);
+}
+
+double gainRampUpRatio()
+{
+    return std::exp(0.6931471805599453 * 0.0020833333333333333);
+}
+
+double gainRampLogSpan()
+{
+    return logSpanOf(gainRampUpRatio());
 }
 
 MonotonicClock systemMonotonicClock()

@@ -16,6 +16,11 @@ struct MonotonicClock
 // The system's steady clock.
 MonotonicClock systemMonotonicClock();
 
+// The gain ramp's step of 2^(1/480), 6.02 dB per 480 samples at every rate,
+// and twice its log.
+double gainRampUpRatio();
+double gainRampLogSpan();
+
 // Silent, unprimed state: memories cleared, coefficients at identity, every
 // pending flag set, meters at 0. Reads the clock once per channel.
 void resetModel(ModelState& outState, const MonotonicClock& inClock);

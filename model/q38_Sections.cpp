@@ -32,20 +32,4 @@ void resetSection(GlidingBiquad& outSection)
     vectorCopy(kSecondOrderIdentity, outSection.mCoefficients, kSecondOrderSize);
 }
 
-void takeTargetsIfPending(GlidingFirstOrderSection& ioSection, const double* inTargets)
-{
-    if (ioSection.mPending) {
-        ioSection.mPending = 0;
-        vectorCopy(inTargets, ioSection.mCoefficients, kFirstOrderSize);
-    }
-}
-
-void takeTargetsIfPending(GlidingBiquad& ioSection, const double* inTargets)
-{
-    if (ioSection.mPending) {
-        ioSection.mPending = 0;
-        vectorCopy(inTargets, ioSection.mCoefficients, kSecondOrderSize);
-    }
-}
-
 } // namespace q38

@@ -13,6 +13,8 @@
 #include "q38_Lanes.h"
 #include "q38_ModelTypes.h"
 
+#include "vector/vector_Primitives.h"
+
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -33,8 +35,14 @@ void resetSection(GlidingBiquad& outSection);
 
 // What a caller does before a gliding section: when a reset has left it
 // pending, the section starts exactly on its targets, without a glide.
-void takeTargetsIfPending(GlidingFirstOrderSection& ioSection, const double* inTargets);
-void takeTargetsIfPending(GlidingBiquad& ioSection, const double* inTargets);
+template <typename GlidingSection>
+inline void takeTargetsIfPending(GlidingSection& ioSection, const double* inTargets)
+{
+    if (ioSection.mPending) [[unlikely]] {
+        ioSection.mPending = 0;
+        vectorCopy(inTargets, ioSection.mCoefficients, static_cast<int>(std::size(ioSection.mCoefficients)));
+    }
+}
 
 // One glide step: c moves the fraction inRate of its distance to t.
 template <typename Value>
@@ -43,19 +51,13 @@ Q38_SAMPLE_INLINE Value glide(Value inCurrent, Value inTarget, double inRate)
     return (inTarget - inCurrent) * inRate + inCurrent;
 }
 
-// Whether a glide step would move any of the coefficients. Once a step leaves
-// a coefficient's bits as they are, every later step does too: a section that
-// has settled on its targets can skip its glides, with the same result.
-inline bool glideMoves(const double* inCurrent, const double* inTargets, const int* inIndices, std::size_t inCount,
-                       double inRate)
+// Whether a glide step would move the value of any lane. Once a step leaves a
+// value's bits as they are, every later step does too: a glide that has
+// settled on its target can be skipped, with the same result.
+template <int NumLanes>
+inline bool glideMoves(Lanes<NumLanes> inCurrent, Lanes<NumLanes> inTarget, double inRate)
 {
-    for (std::size_t k = 0; k < inCount; ++k) {
-        const double current = inCurrent[inIndices[k]];
-        const double next = glide(current, inTargets[inIndices[k]], inRate);
-        if (std::bit_cast<std::uint64_t>(next) != std::bit_cast<std::uint64_t>(current))
-            return true;
-    }
-    return false;
+    return differsInBits<NumLanes>(glide(inCurrent, inTarget, inRate), inCurrent);
 }
 
 // The coefficients that move: a0 never does.
@@ -135,7 +137,9 @@ struct BiquadRunner
 };
 
 // A section whose coefficients glide: every coefficient in use (inGlided, all
-// but a0) moves towards its target before the sample that uses it.
+// but a0) moves towards its target before the sample that uses it. The chain
+// leaves the steps out (Glide false) while mGliding, read at the load, says
+// that none of them would change a bit.
 template <typename FixedRunner, int NumLanes, const auto& Glided>
 struct GlidingRunner
 {
@@ -153,9 +157,10 @@ struct GlidingRunner
         for (const int k : Glided)
             mTargets[k] = gather<NumLanes>([&](int c) { return inTargets[c][k]; });
         mRate = inRate;
-        mGliding = false;
-        for (int c = 0; c < NumLanes; ++c)
-            mGliding = mGliding || glideMoves(inSections[c]->mCoefficients, inTargets[c], Glided, std::size(Glided), inRate);
+        LaneWords<NumLanes> moved{};
+        for (const int k : Glided)
+            moved |= changedBits(glide(mSection.mCoefficients[k], mTargets[k], inRate), mSection.mCoefficients[k]);
+        mGliding = anyBits(moved);
     }
 
     template <typename Section>
@@ -166,9 +171,10 @@ struct GlidingRunner
             scatter<NumLanes>(mSection.mCoefficients[k], [&](int c) -> double& { return inSections[c]->mCoefficients[k]; });
     }
 
+    template <bool Glide = true>
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
-        if (mGliding) {
+        if constexpr (Glide) {
             for (const int k : Glided)
                 mSection.mCoefficients[k] = glide(mSection.mCoefficients[k], mTargets[k], mRate);
         }

@@ -10,10 +10,12 @@
 #include "q38_Sections.h"
 
 #include "dsp/cells/shapers/dsp_Shapers.h"
+#include "dsp/containers/dsp_DataBuffer.h"
 
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
 
 namespace q38 {
 
@@ -57,13 +59,15 @@ struct ClipRunner
         mLower = gather<NumLanes>([&](int c) { return inLimits[c]->mLower; });
     }
 
-    // As the vector threshold: below the lower limit, within, else (NaN too) the upper one.
+    // As the vector threshold: below the lower limit, within, else (NaN too)
+    // the upper one. Written as the processor's minimum and maximum, which
+    // agree with those comparisons for the model's limits, a negative lower
+    // and a positive upper one: where they pick the other of two equal
+    // operands, the two are the same nonzero number.
     Q38_SAMPLE_INLINE Value tick(Value inX) const
     {
-        if constexpr (NumLanes == 1)
-            return dsp::clipSample(inX, {mUpper, mLower});
-        else
-            return inX < mLower ? mLower : (inX <= mUpper ? inX : mUpper);
+        const Value below = inX < mUpper ? inX : mUpper;
+        return below > mLower ? below : mLower;
     }
 };
 
@@ -74,7 +78,6 @@ struct SaturatingIntegratorRunner
     Value mInputScale, mOutputScale, mLeak, mLossScale, mState, mPrevious;
     // The shaper, lane by lane.
     Value mPreGain, mPostGain, mSlope, mOffset, mKneeLow, mKneeHigh, mKneeA, mKneeB, mKneeC;
-    dsp::SoftKneeShaper mShaper;  // the single channel's, for the cell library's curve
 
     void load(const std::array<SaturatingIntegrator*, NumLanes>& inIntegrators)
     {
@@ -99,7 +102,6 @@ struct SaturatingIntegratorRunner
         mKneeA = shaper(&dsp::SoftKneeShaper::mKneeA);
         mKneeB = shaper(&dsp::SoftKneeShaper::mKneeB);
         mKneeC = shaper(&dsp::SoftKneeShaper::mKneeC);
-        mShaper = inIntegrators[0]->mShaper;
     }
 
     void store(const std::array<SaturatingIntegrator*, NumLanes>& inIntegrators) const
@@ -108,26 +110,29 @@ struct SaturatingIntegratorRunner
         scatter<NumLanes>(mPrevious, [&](int c) -> double& { return inIntegrators[c]->mPrevious; });
     }
 
+    // The cell library's curve (dsp_Shapers.h), lane by lane. With
+    // s = copysign(1, v), s * v is |v| and a product with s a sign flip; a
+    // zero v, the one case where s is 0, takes the first arm either way. All
+    // lanes below the knee, the usual case at programme levels, take the first
+    // arm by a branch: the curve's arithmetic then stays off the integrator's
+    // chain from sample to sample.
     Q38_SAMPLE_INLINE Value shape(Value inV) const
     {
-        if constexpr (NumLanes == 1) {
-            return UnityShaper ? dsp::evaluateSoftKneeShaperUnity(mShaper, inV)
-                               : dsp::evaluateSoftKneeShaper(mShaper, inV);
+        if constexpr (UnityShaper) {
+            const Value a = absolute(inV);
+            if (allLanes(a <= mKneeLow))
+                return inV;
+            const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV);
+            const Value line = flipSign(a * mSlope + mOffset, inV);
+            return a <= mKneeLow ? inV : (a <= mKneeHigh ? knee : line);
         } else {
-            // With s = copysign(1, v), s * v is |v| and a product with s a sign
-            // flip; a zero v, the one case where s is 0, takes the first arm either way.
-            if constexpr (UnityShaper) {
-                const Value a = absolute(inV);
-                const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV);
-                const Value line = flipSign(a * mSlope + mOffset, inV);
-                return a <= mKneeLow ? inV : (a <= mKneeHigh ? knee : line);
-            } else {
-                const Value a = absolute(inV) * mPreGain;
-                const Value linear = mPreGain * mPostGain * inV;
-                const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV) * mPostGain;
-                const Value line = flipSign(a * mSlope + mOffset, inV) * mPostGain;
-                return a <= mKneeLow ? linear : (a <= mKneeHigh ? knee : line);
-            }
+            const Value a = absolute(inV) * mPreGain;
+            const Value linear = mPreGain * mPostGain * inV;
+            if (allLanes(a <= mKneeLow))
+                return linear;
+            const Value knee = flipSign((a * mKneeA + mKneeB) * a + mKneeC, inV) * mPostGain;
+            const Value line = flipSign(a * mSlope + mOffset, inV) * mPostGain;
+            return a <= mKneeLow ? linear : (a <= mKneeHigh ? knee : line);
         }
     }
 
@@ -146,14 +151,34 @@ struct SaturatingIntegratorRunner
 // subnormal range and can come to rest on a subnormal value, which the
 // processor computes slowly. Resting there, it changes no bits: a sample well
 // above the floor and far from zero leaves the clamp's output equal to its
-// input and the memories as they are. Such samples skip the arithmetic, with
-// the same result; the glides go on as ever.
+// input and the memories as they are. A resting lane therefore computes on
+// zero memories in their place, with the same result, and keeps its own; the
+// other lane of a pair, which may well act, computes as ever. The glides go
+// on in every lane.
+//
+// How the samples are checked: Checked tests each sample before it is
+// computed; Held assumes that every resting lane rests through the block and
+// only records whether one did not (the block then runs again, Checked), and
+// AllHeld does the same where every lane rests, which leaves nothing to
+// compute; Plain is for blocks with no lane at rest.
+enum class RestCheck
+{
+    Plain,
+    Held,
+    AllHeld,
+    Checked
+};
+
 template <int NumLanes>
 struct BiasShiftClampRunner
 {
     using Value = Lanes<NumLanes>;
     Value mB0, mB1, mA1, mMemory, mShift, mFloor, mFeedback, mFloorTarget, mFeedbackTarget;
-    bool mResting;
+    Value mKeptShift, mKeptMemory;  // the resting lanes' own memories while held
+    int mRestingLanes;              // as lane bits
+    int mWokenLanes;                // held lanes whose sample did not pass
+    bool mHeld;
+    bool mGliding;                  // the floor or the feedback still moves
 
     // Below this, a subtraction of a subnormal could change the sample.
     static constexpr double kSmallestPassed = 0x1p-900;
@@ -184,33 +209,127 @@ struct BiasShiftClampRunner
         mFeedback = state([](const ChannelState& s) { return s.mBiasFeedback; });
         mFloorTarget = gather<NumLanes>([&](int c) { return inLanes.mCoefficients[c]->mBiasFloor; });
         mFeedbackTarget = gather<NumLanes>([&](int c) { return inLanes.mCoefficients[c]->mBiasFeedback; });
-        mResting = true;
-        for (int c = 0; c < NumLanes; ++c)
-            mResting = mResting && isResting(*inLanes.mStates[c], *inLanes.mCoefficients[c]);
+        // Zero memories compute at full speed: they need no rest.
+        bool resting[NumLanes];
+        for (int c = 0; c < NumLanes; ++c) {
+            const ChannelState& channel = *inLanes.mStates[c];
+            resting[c] = (channel.mBiasShift != 0.0 || channel.mBiasLowPassMemory != 0.0)
+                         && isResting(channel, *inLanes.mCoefficients[c]);
+        }
+        mRestingLanes = maskBits(laneMask<NumLanes>(resting));
+        mWokenLanes = 0;
+        mHeld = false;
+        mGliding = glideMoves<NumLanes>(mFeedback, mFeedbackTarget, kBiasGlideRate)
+                   || glideMoves<NumLanes>(mFloor, mFloorTarget, kBiasGlideRate);
     }
 
     void store(const LaneSet<NumLanes>& inLanes) const
     {
-        scatter<NumLanes>(mMemory, [&](int c) -> double& { return inLanes.mStates[c]->mBiasLowPassMemory; });
-        scatter<NumLanes>(mShift, [&](int c) -> double& { return inLanes.mStates[c]->mBiasShift; });
+        const LaneMask<NumLanes> kept = maskOfBits<NumLanes>(mHeld ? mRestingLanes : 0);
+        const Value memory = select(kept, mKeptMemory, mMemory);
+        const Value shift = select(kept, mKeptShift, mShift);
+        scatter<NumLanes>(memory, [&](int c) -> double& { return inLanes.mStates[c]->mBiasLowPassMemory; });
+        scatter<NumLanes>(shift, [&](int c) -> double& { return inLanes.mStates[c]->mBiasShift; });
         scatter<NumLanes>(mFloor, [&](int c) -> double& { return inLanes.mStates[c]->mBiasFloor; });
         scatter<NumLanes>(mFeedback, [&](int c) -> double& { return inLanes.mStates[c]->mBiasFeedback; });
     }
 
+    RestCheck restCheck() const
+    {
+        if (mRestingLanes == 0)
+            return RestCheck::Plain;
+        return mRestingLanes == (1 << NumLanes) - 1 ? RestCheck::AllHeld : RestCheck::Held;
+    }
+
+    // Puts zero memories in place of the resting lanes' own, for a Held block.
+    void hold()
+    {
+        mHeld = true;
+        mKeptShift = mShift;
+        mKeptMemory = mMemory;
+        const LaneMask<NumLanes> resting = maskOfBits<NumLanes>(mRestingLanes);
+        mShift = select(resting, splat<NumLanes>(0.0), mShift);
+        mMemory = select(resting, splat<NumLanes>(0.0), mMemory);
+    }
+
+    // Whether a held lane met a sample that does not pass.
+    bool woke() const { return mWokenLanes != 0; }
+
+    // The lanes, as bits, whose sample passes: well above the floor and far from zero.
+    Q38_SAMPLE_INLINE int passingLanes(Value inX) const
+    {
+        return maskBits(absolute(inX) >= kSmallestPassed) & maskBits(inX > mFloor);
+    }
+
+    // The clamp over a block into outSamples, its input sample i given by
+    // inInput(i) in the same loop. A block in which a lane rests is held;
+    // should a sample wake it, the clamp runs again on the same input, checked.
+    template <bool Glide, typename Input>
+    Q38_SAMPLE_INLINE void runBlock(Value* outSamples, int inNumSamples, Input&& inInput)
+    {
+        const RestCheck check = restCheck();
+        if (check == RestCheck::Plain) {
+            for (int i = 0; i < inNumSamples; ++i)
+                outSamples[i] = tick<Glide, RestCheck::Plain>(inInput(i));
+            return;
+        }
+        const BiasShiftClampRunner atStart = *this;
+        Value input[dsp::DataBuffer::MaxNumSamples];
+        hold();
+        const auto held = [&](auto inCheck) Q38_INLINED {
+            for (int i = 0; i < inNumSamples; ++i) {
+                input[i] = inInput(i);
+                outSamples[i] = tick<Glide, decltype(inCheck)::value>(input[i]);
+            }
+        };
+        if (check == RestCheck::AllHeld)
+            held(std::integral_constant<RestCheck, RestCheck::AllHeld>{});
+        else
+            held(std::integral_constant<RestCheck, RestCheck::Held>{});
+        if (woke()) [[unlikely]] {
+            *this = atStart;
+            for (int i = 0; i < inNumSamples; ++i)
+                outSamples[i] = tick<Glide, RestCheck::Checked>(input[i]);
+        }
+    }
+
+    template <bool Glide = true, RestCheck Check = RestCheck::Checked>
     Q38_SAMPLE_INLINE Value tick(Value inX)
     {
+        Value shift = mShift;
+        Value memory = mMemory;
+        LaneMask<NumLanes> resting{};
+        if constexpr (Check == RestCheck::Held || Check == RestCheck::AllHeld) {
+            mWokenLanes |= mRestingLanes & ~passingLanes(inX);
+        } else if (Check == RestCheck::Checked && mRestingLanes != 0) {
+            // A lane rests for as long as its samples pass.
+            mRestingLanes &= passingLanes(inX);
+            resting = maskOfBits<NumLanes>(mRestingLanes);
+            shift = select(resting, splat<NumLanes>(0.0), shift);
+            memory = select(resting, splat<NumLanes>(0.0), memory);
+        }
         Value v = inX;
-        if (!(mResting && allLanes(absolute(inX) >= kSmallestPassed && inX > mFloor))) {
-            mResting = false;
-            v = inX - mShift * mFeedback;
-            v = v <= mFloor ? mFloor : v;
+        if constexpr (Check != RestCheck::AllHeld) {
+            v = inX - shift * mFeedback;
+            // Mostly the clamp does not act: a branch then keeps the selection
+            // off the chain from one sample's shift to the next.
+            if (!allLanes(v > mFloor))
+                v = v <= mFloor ? mFloor : v;
             const Value e = inX - v;
-            mShift = e * mB0 + mMemory;
-            mMemory = e * mB1 - mA1 * mShift;
+            shift = e * mB0 + memory;
+            memory = e * mB1 - mA1 * shift;
+            if constexpr (Check == RestCheck::Checked) {
+                shift = select(resting, mShift, shift);
+                memory = select(resting, mMemory, memory);
+            }
+            mShift = shift;
+            mMemory = memory;
         }
         // No pending flag: after a reset both rise from 0.
-        mFeedback += (mFeedbackTarget - mFeedback) * kBiasGlideRate;
-        mFloor += (mFloorTarget - mFloor) * kBiasGlideRate;
+        if constexpr (Glide) {
+            mFeedback += (mFeedbackTarget - mFeedback) * kBiasGlideRate;
+            mFloor += (mFloorTarget - mFloor) * kBiasGlideRate;
+        }
         return v;
     }
 };
@@ -269,20 +388,21 @@ struct ToneSectionRunner
         }
     }
 
-    // Everything ahead of the output stage.
-    Q38_SAMPLE_INLINE Value filterStage(Value inX)
+    bool gliding() const { return mLowShelf.mGliding || mHighShelf.mGliding; }
+
+    // Everything after the shaper, which has no memory and so may run ahead
+    // over a whole block.
+    template <bool Glide = true>
+    Q38_SAMPLE_INLINE Value filterStage(Value inShaped)
     {
-        Value x = shape(inX);
-        x = mLowShelf.tick(x);
-        x = mHighShelf.tick(x);
+        Value x = mLowShelf.template tick<Glide>(inShaped);
+        x = mHighShelf.template tick<Glide>(x);
         x = mFirstBell.tick(x);
-        return mSecondBell.tick(x);
+        x = mSecondBell.tick(x);
+        return mOutputCore.tick(x);
     }
 
-    Q38_SAMPLE_INLINE Value tick(Value inX)
-    {
-        return mOutputCore.tick(filterStage(inX));
-    }
+    Q38_SAMPLE_INLINE Value tick(Value inX) { return filterStage(shape(inX)); }
 };
 
 } // namespace q38

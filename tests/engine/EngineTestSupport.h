@@ -105,6 +105,20 @@ inline bool sameBits(const std::vector<float>& inA, const std::vector<float>& in
     return inA.size() == inB.size() && std::memcmp(inA.data(), inB.data(), inA.size() * sizeof(float)) == 0;
 }
 
+// FNV-1a over the bytes of every sample, left channel first.
+inline std::uint64_t fingerprint(const std::vector<float>& inLeft, const std::vector<float>& inRight)
+{
+    std::uint64_t hash = 0xcbf29ce484222325ull;
+    for (const std::vector<float>* channel : {&inLeft, &inRight})
+        for (const float sample : *channel) {
+            std::uint32_t bits;
+            std::memcpy(&bits, &sample, sizeof bits);
+            for (int k = 0; k < 4; ++k)
+                hash = (hash ^ ((bits >> (8 * k)) & 0xFFu)) * 0x100000001b3ull;
+        }
+    return hash;
+}
+
 // A whole stereo signal through process in place, in blocks of inBlockSize.
 inline void processStereo(Q38Engine& ioEngine, std::vector<float>& ioLeft, std::vector<float>& ioRight,
                           int inBlockSize = 32)

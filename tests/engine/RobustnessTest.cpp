@@ -19,19 +19,6 @@ namespace {
 
 using Settings = std::vector<std::pair<int, float>>;
 
-std::uint64_t fingerprint(const std::vector<float>& inLeft, const std::vector<float>& inRight)
-{
-    std::uint64_t hash = 0xcbf29ce484222325ull;
-    for (const std::vector<float>* channel : {&inLeft, &inRight})
-        for (const float sample : *channel) {
-            std::uint32_t bits;
-            std::memcpy(&bits, &sample, sizeof bits);
-            for (int k = 0; k < 4; ++k)
-                hash = (hash ^ ((bits >> (8 * k)) & 0xFFu)) * 0x100000001b3ull;
-        }
-    return hash;
-}
-
 } // namespace
 
 // Renders recorded before the guards existed: ordinary signals at valid

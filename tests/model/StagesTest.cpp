@@ -213,40 +213,68 @@ TEST(BiasShiftClamp, NoNegativeSampleJustAfterAResetUntilTheFloorHasGlidedIn)
     EXPECT_TRUE(lowest >= floor && lowest < 0.5 * floor) << lowest << " " << floor;
 }
 
-// A feedback resting on a subnormal skips its arithmetic; a cut wakes it. The
-// bits must be those of the plain recurrence throughout.
+// A feedback resting on a subnormal computes on zero memories in their place;
+// a cut wakes it. Run sample by sample and in held blocks, and as a pair with
+// a lane that cuts all the time, each lane must give the bits of the plain
+// recurrence throughout, outputs and memories.
 TEST(BiasShiftClamp, RestingOnASubnormalGivesThePlainResult)
 {
-    test::Model model(44100.0);
-    ChannelState& state = model.state(0);
-    const ChannelCoefficients& coefficients = model.coefficients(0);
-    double shift = state.mBiasShift = 1e-319;
-    double memory = state.mBiasLowPassMemory = 1e-319;
-    double floor = state.mBiasFloor = coefficients.mBiasFloor;
-    double feedback = state.mBiasFeedback = 0.5 * coefficients.mBiasFeedback;  // still gliding
-    const double* lowPass = state.mBiasLowPass;
-    double in[32], out[32];
-    for (int block = 0; block < 700; ++block) {
-        if (block == 600) {
-            EXPECT_TRUE(BiasShiftClampRunner<1>::isResting(state, coefficients));
+    for (const bool inBlocks : {false, true}) {
+        SCOPED_TRACE(inBlocks ? "held blocks" : "sample by sample");
+        test::Model model(44100.0);
+        struct Plain
+        {
+            double mShift, mMemory, mFloor, mFeedback;
+        } plain[2];
+        for (int c = 0; c < 2; ++c) {
+            ChannelState& state = model.state(c);
+            state.mBiasShift = state.mBiasLowPassMemory = c == 0 ? 1e-319 : 0.0;
+            state.mBiasFloor = model.coefficients(c).mBiasFloor;
+            state.mBiasFeedback = 0.5 * model.coefficients(c).mBiasFeedback;  // still gliding
+            plain[c] = {state.mBiasShift, state.mBiasLowPassMemory, state.mBiasFloor, state.mBiasFeedback};
         }
-        for (int i = 0; i < 32; ++i)
-            in[i] = 0.1 + 0.05 * std::sin(0.001 * (block * 32 + i)) - (block == 600 && i == 5 ? 2.0 : 0.0);
-        runBiasShiftClamp(in, out, 32, coefficients, state);
-        for (int i = 0; i < 32; ++i) {
-            const double v = std::max(in[i] - shift * feedback, floor);
-            const double e = in[i] - v;
-            shift = e * lowPass[0] + memory;
-            memory = e * lowPass[1] - lowPass[3] * shift;
-            feedback += (coefficients.mBiasFeedback - feedback) * 0.001;
-            floor += (coefficients.mBiasFloor - floor) * 0.001;
-            ASSERT_TRUE(sameBits(out[i], v)) << block << " " << i;
+        const LaneSet<2> lanes{{&model.state(0), &model.state(1)}, {&model.coefficients(0), &model.coefficients(1)}};
+        const double* lowPass = model.state(0).mBiasLowPass;
+        for (int block = 0; block < 700; ++block) {
+            if (block == 600) {
+                EXPECT_TRUE(BiasShiftClampRunner<1>::isResting(model.state(0), model.coefficients(0)));
+            }
+            DoublePair in[32], out[32];
+            for (int i = 0; i < 32; ++i) {
+                const double t = 0.001 * (block * 32 + i);
+                const double cut = block == 600 && i == 5 ? 2.0 : 0.0;
+                in[i] = DoublePair{0.1 + 0.05 * std::sin(t) - cut, 0.8 * std::sin(50.0 * t)};
+            }
+            BiasShiftClampRunner<2> clamp;
+            clamp.load(lanes);
+            if (inBlocks)
+                clamp.runBlock<true>(out, 32, [&](int i) { return in[i]; });
+            else
+                for (int i = 0; i < 32; ++i)
+                    out[i] = clamp.tick(in[i]);
+            clamp.store(lanes);
+            for (int i = 0; i < 32; ++i) {
+                for (int c = 0; c < 2; ++c) {
+                    Plain& p = plain[c];
+                    const double v = std::max(in[i][c] - p.mShift * p.mFeedback, p.mFloor);
+                    const double e = in[i][c] - v;
+                    p.mShift = e * lowPass[0] + p.mMemory;
+                    p.mMemory = e * lowPass[1] - lowPass[3] * p.mShift;
+                    p.mFeedback += (model.coefficients(c).mBiasFeedback - p.mFeedback) * 0.001;
+                    p.mFloor += (model.coefficients(c).mBiasFloor - p.mFloor) * 0.001;
+                    ASSERT_TRUE(sameBits(out[i][c], v)) << block << " " << i << " lane " << c;
+                }
+            }
+            for (int c = 0; c < 2; ++c) {
+                const ChannelState& state = model.state(c);
+                ASSERT_TRUE(sameBits(state.mBiasShift, plain[c].mShift)
+                            && sameBits(state.mBiasLowPassMemory, plain[c].mMemory)
+                            && sameBits(state.mBiasFeedback, plain[c].mFeedback))
+                    << block << " lane " << c;
+            }
         }
-        ASSERT_TRUE(sameBits(state.mBiasShift, shift) && sameBits(state.mBiasLowPassMemory, memory)
-                    && sameBits(state.mBiasFeedback, feedback))
-            << block;
+        EXPECT_GT(std::fabs(plain[0].mShift), 1e-6);
     }
-    EXPECT_GT(std::fabs(shift), 1e-6);
 }
 
 } // namespace

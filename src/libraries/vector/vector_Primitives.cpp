@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr double kLargestFloat = 3.4028234663852886e+38;
-
 // Pointer checks come before the length check.
 inline VectorStatus checkArguments(bool inPointersValid, int inLength)
 {
@@ -73,12 +71,8 @@ VectorStatus vectorDoubleToFloat(const double* inSource, float* outDestination, 
 {
     if (const VectorStatus status = checkArguments(inSource && outDestination, inLength))
         return status;
-    for (int i = 0; i < inLength; ++i) {
-        double x = inSource[i];
-        x = x > kLargestFloat ? kLargestFloat : x;
-        x = x < -kLargestFloat ? -kLargestFloat : x;
-        outDestination[i] = static_cast<float>(x);
-    }
+    for (int i = 0; i < inLength; ++i)
+        outDestination[i] = vectorNarrowSample(inSource[i]);
     return kVectorSuccess;
 }
 

@@ -25,6 +25,14 @@ VectorStatus vectorZero(double* outDestination, int inLength);
 VectorStatus vectorFloatToDouble(const float* inSource, double* outDestination, int inLength);
 // Limits to the largest finite float before narrowing, so nothing leaves as infinity.
 VectorStatus vectorDoubleToFloat(const double* inSource, float* outDestination, int inLength);
+// One sample of vectorDoubleToFloat, for loops that narrow as they go. A NaN passes.
+inline float vectorNarrowSample(double inValue)
+{
+    constexpr double kLargestFloat = 3.4028234663852886e+38;
+    double x = inValue > kLargestFloat ? kLargestFloat : inValue;
+    x = x < -kLargestFloat ? -kLargestFloat : x;
+    return static_cast<float>(x);
+}
 VectorStatus vectorScaleInPlace(double inValue, double* ioSourceDestination, int inLength);
 VectorStatus vectorScale(const double* inSource, double inValue, double* outDestination, int inLength);
 VectorStatus vectorAddInPlace(const double* inSource, double* ioSourceDestination, int inLength);
