@@ -119,8 +119,9 @@ void printParameters(const ParameterTable& inTable)
                     row.mName.c_str(), int(widths[2]), row.mUnit.c_str(), int(widths[3]), row.mRange.c_str(),
                     int(widths[4]), row.mDefault.c_str(), row.mTexts.c_str());
     }
-    std::printf("\nSwitches take normalized values too (on above 0.5). Option words of q38 render\n"
-                "(a word without a channel number sets both channels):\n");
+    std::printf("\nA text parameter also takes its text's index (--highpass 1 is \"80 Hz\"), and other\n"
+                "numbers in 0..1 as normalized values (a switch is on above 0.5). Option words of\n"
+                "q38 render (a word without a channel number sets both channels):\n");
     for (const Alias& group : inTable.optionGroups()) {
         std::string ids;
         for (int id : group.mIds)

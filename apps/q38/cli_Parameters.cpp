@@ -288,14 +288,21 @@ float ParameterTable::parseValue(int inId, std::string_view inValue, bool inNorm
         if (folded == "off" || folded == "no" || folded == "false")
             return info.mTextValues[0];
     }
-    // A number is a normalized value; beyond 0..1 it is more likely meant as
-    // a text ("80" for "80 Hz"), so the texts are what the message lists.
-    if (const std::optional<double> value = parseNumber(inValue);
-        value && (inNormalizedNumbers || info.mTexts.empty() || (*value >= 0.0 && *value <= 1.0)))
+    // A whole number is a text's index, as in Python (for a switch the same
+    // as its normalized value); another number in 0..1 is a normalized value.
+    // Beyond that it is more likely meant as a text ("80" for "80 Hz"), so the
+    // texts are what the message lists.
+    const std::optional<double> value = parseNumber(inValue);
+    const std::size_t texts = info.mTexts.size();
+    if (value && !inNormalizedNumbers && texts > 0 && *value >= 0.0 && *value < double(texts) &&
+        *value == std::floor(*value))
+        return info.mTextValues[static_cast<std::size_t>(*value)];
+    if (value && (inNormalizedNumbers || texts == 0 || (*value >= 0.0 && *value <= 1.0)))
         return normalized(*value);
-    if (info.mTexts.empty())
+    if (texts == 0)
         throw UsageError(info.mName + ": \"" + shown + "\" is not a normalized value (0 to 1)");
-    throw UsageError(info.mName + ": \"" + shown + "\" is not one of " + rangeText(inId));
+    throw UsageError(info.mName + ": \"" + shown + "\" is not one of " + rangeText(inId) + ", nor an index 0 to " +
+                     std::to_string(texts - 1));
 }
 
 void ParameterTable::parseAssignment(std::string_view inName, std::string_view inValue, Settings& ioSettings) const

@@ -106,6 +106,7 @@ TEST_F(CliRender, SettingsByNameWordTextAndNormalizedValueAgree)
         {{"--set", "eq-low-tone-gain1=-10 dB"}, {"--set", "11=0"}},
         {{"--highpass", "80 Hz"}, {"--set", "7=0.25", "--set", "8=0.25"}},
         {{"--highpass2", "80+300hz"}, {"--set", "8=0.75"}},
+        {{"--highpass1", "1"}, {"--set", "7=0.25"}}, // an index, as in Python
         {{"--stereo-mode", "M/S"}, {"--set", "2=1"}},
         {{"--phase-reverse1"}, {"--set", "3=1"}},
         {{"--set", "Ch.2: Phase Reverse=Reversed"}, {"--set", "4=1"}},

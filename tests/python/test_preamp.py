@@ -36,8 +36,7 @@ def test_refuses_other_audio_and_rates(audio, rate, error, message):
     assert message in str(caught.value)
 
 
-# Settings as keywords and as q38 render options; texts, not indexes, since
-# the program reads a bare number for a switch as its normalized value.
+# Settings as keywords and as q38 render options, by their texts.
 PROGRAM_CASES = [
     (1, {}),
     (2, {"input_gain": 60, "highpass": "80 + 300 Hz", "trim": -6.5}),
