@@ -5,6 +5,8 @@
 // the same file), is written to a temporary file beside its destination and
 // only takes the destination's name once everything has been written.
 
+#include "Q38Engine.h"
+
 #include <sndfile.h>
 #include <sys/types.h>
 
@@ -14,8 +16,9 @@
 
 namespace cli {
 
-constexpr int kLowestSampleRate = 8000;
-constexpr int kHighestSampleRate = 384000;
+// The rates the engine runs at.
+constexpr int kLowestSampleRate = kQ38MinSampleRate;
+constexpr int kHighestSampleRate = kQ38MaxSampleRate;
 
 // Which file a path names, whatever links lead to it.
 struct FileIdentity
