@@ -208,26 +208,26 @@ const std::vector<CommandEntry>& commandTable()
     static const std::vector<CommandEntry> table = {
         {"render",
          {{"IN -o OUT [settings] [options]", "render one file"},
-          {"IN... -o FOLDER/ [-j N] [--format EXT] [settings] [options]", "render files and folders in parallel"}},
+          {"IN... -o FOLDER/ [-j N] [--format EXT] [settings] [options]", "render many in parallel"}},
          "", setupRenderCommand},
         {"analyze",
-         {{"-o PLOT [settings] [options]", "plot the response and the harmonics"},
-          {"--drive -o PLOT [settings] [options]", "plot output level and THD against input level"}},
+         {{"-o PLOT [settings] [options]", "plot response and harmonics"},
+          {"--drive -o PLOT [settings] [options]", "plot level and THD against input"}},
          "", setupAnalyzeCommand},
         {"presets",
-         {{"[WORD]", "list the factory presets, or print one"}},
+         {{"[WORD]", "list or print factory presets"}},
          "Lists the factory presets: the word q38 render --preset takes, the name LV2\n"
          "hosts show, what each is for and what it sets (the rest stays at the\n"
          "defaults). With WORD, prints that preset with every value, as --save-preset\n"
          "writes it: a start for a preset of your own.",
          setupPresets},
         {"params",
-         {{"", "list the engine's parameters and option words"}},
+         {{"", "list parameters, option words"}},
          "Lists the engine's 17 parameters as the engine reports them: id, name, unit,\n"
          "range or value texts, default, and the option words that set each one.",
          setupParams},
         {"demo",
-         {{"[-o FOLDER]", "render a built-in programme at a few gains"}},
+         {{"[-o FOLDER]", "render a built-in programme"}},
          "Synthesises a short programme (a voice-like signal on the left, a plucked\n"
          "string on the right, then a sine sweep on both), writes it as programme.wav,\n"
          "renders it at a few input gains with a fixed hiss seed, and prints for each\n"
@@ -240,7 +240,7 @@ const std::vector<CommandEntry>& commandTable()
          "Prints a bash completion script for q38: commands, options, value texts,\n"
          "factory presets and file names.",
          nullptr},
-        {"help", {{"[COMMAND]", "this text, or one command's options"}}, "", nullptr},
+        {"help", {{"[COMMAND]", "this text, or a command's help"}}, "", nullptr},
     };
     return table;
 }
@@ -255,7 +255,7 @@ Examples:
   q38 demo -o q38-demo
   q38 render vocal.wav -o vocal-q38.wav --input-gain 40 --highpass "80 Hz"
   q38 render takes/ -o rendered/ --preset clean-vocal -j 4
-  q38 render take.flac -o take.wav --subtype PCM_24 --preset warm.q38preset --seed 38
+  q38 render take.flac -o take.wav --subtype PCM_24 --preset warm.q38preset
   q38 analyze -o response.svg --input-gain 50 --highpass "80 Hz"
   q38 presets
 
