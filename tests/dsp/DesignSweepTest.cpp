@@ -15,26 +15,23 @@
 #include <cstdio>
 #include <limits>
 #include <sstream>
-#include <string>
 
 // Seeded random designs over each primitive's whole range: rates 8 to 384 kHz,
 // frequency/rate from 1e-5 up to the primitive's limit, Q 0.3 to 10 (bells from
-// 0.02, as the model has one), gains to +-40 dB, floors and tops from 0 to 1. Every design must be finite, stable and
-// minimum phase as far as its primitive promises, report nothing, meet its
-// target at the match points it reports, and stay within a measured bound of
-// the target over the band. A primitive whose method gives up exactness in a
-// part of its range has that part as a row of its own, with the looser bound
-// that the method reaches there.
+// 0.02), gains to +-40 dB, floors and tops from 0 to 1. Each design must be
+// sound as far as its primitive promises, report nothing, meet its target at
+// its reported match points, and stay within a measured bound of the target
+// over the band. Where a method gives up exactness, that part of the range is a
+// row of its own with the looser bound the method reaches there.
 
 using namespace q38test;
 
 namespace {
 
 // splitmix64, so that every platform draws the same designs.
-class Draws
+struct Draws
 {
-public:
-    explicit Draws(std::uint64_t inSeed) : mState(inSeed) {}
+    std::uint64_t mState;
     double unit()
     {
         std::uint64_t z = (mState += 0x9E3779B97F4A7C15ull);
@@ -42,12 +39,8 @@ public:
         z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
         return static_cast<double>((z ^ (z >> 31)) >> 11) * 0x1.0p-53;
     }
-    bool chance(double inP) { return unit() < inP; }
     double uniform(double inLow, double inHigh) { return inLow + (inHigh - inLow) * unit(); }
     double logUniform(double inLow, double inHigh) { return inLow * std::pow(inHigh / inLow, unit()); }
-
-private:
-    std::uint64_t mState;
 };
 
 // One design's arguments; each primitive takes what it needs.
@@ -57,34 +50,26 @@ struct Draw
     int mMode;
 };
 
-// A primitive over a part of its range, with the bounds measured there.
 struct Region
 {
     const char* mName;
     Section (*mDesign)(const Draw&);
-    double mLowRatio, mHighRatio;  // frequency / rate
-    double mLowQ, mHighQ;
+    double mLowRatio, mHighRatio, mLowQ, mHighQ;  // frequency / rate; Q
     double mMatchTolerance;  // relative, in power, at the reported match points
     double mBandBoundDb;     // largest deviation from the target over the band
     bool mMayReport;         // a design may end unsound if its closing checks say so
 };
 
-void PrintTo(const Region& inRegion, std::ostream* outStream)
-{
-    *outStream << inRegion.mName;
-}
-
 Draw drawFor(Draws& r, const Region& inRegion)
 {
     Draw d;
     d.mFs = r.logUniform(8000.0, 384000.0);
-    // Most ratios spread evenly in log; a share lands in the top quarter of the range.
+    // Mostly even in log; a share in the top quarter of the range.
     const double low = inRegion.mLowRatio, high = inRegion.mHighRatio;
-    d.mFrequency = d.mFs * (r.chance(0.7) ? r.logUniform(low, high) : r.uniform(std::max(low, 0.25 * high), high));
+    d.mFrequency = d.mFs * (r.unit() < 0.7 ? r.logUniform(low, high) : r.uniform(std::max(low, 0.25 * high), high));
     d.mQ = r.logUniform(inRegion.mLowQ, inRegion.mHighQ);
-    d.mOtherQ = r.chance(0.5) ? d.mQ : r.logUniform(0.3, 10.0);
-    const double gain = r.unit();
-    const double sign = r.chance(0.5) ? 1.0 : -1.0;
+    d.mOtherQ = r.unit() < 0.5 ? d.mQ : r.logUniform(0.3, 10.0);
+    const double gain = r.unit(), sign = r.unit() < 0.5 ? 1.0 : -1.0;
     d.mGainDb = gain < 0.05 ? 0.0 : gain < 0.15 ? sign * r.logUniform(1e-4, 1.0) : r.uniform(-40.0, 40.0);
     const double level = r.unit();
     d.mLevel = level < 0.25 ? 0.0 : level < 0.3 ? 1.0 : level < 0.4 ? 1.0 - r.logUniform(1e-12, 0.05) : r.unit();
@@ -96,38 +81,41 @@ Draw drawFor(Draws& r, const Region& inRegion)
 // First-order arrays padded into second-order ones: b0 b1 0 a0 a1 0 and 0 B0 B1 0 A0 A1.
 Section padded(const double* inDigital, const double* inAnalog, double inFs, dsp::MatchPoints inPoints)
 {
-    return Section{{inDigital[0], inDigital[1], 0.0, inDigital[2], inDigital[3], 0.0},
-                   {0.0, inAnalog[0], inAnalog[1], 0.0, inAnalog[2], inAnalog[3]},
-                   inFs,
-                   inPoints};
+    return {{inDigital[0], inDigital[1], 0.0, inDigital[2], inDigital[3], 0.0},
+            {0.0, inAnalog[0], inAnalog[1], 0.0, inAnalog[2], inAnalog[3]},
+            inFs,
+            inPoints};
 }
 
-Section order1HighPass(const Draw& d)
+template <typename Design>
+Section order1(const typename Design::Params& inParams, double inFs)
 {
-    // About a fifth of the floors lie above 1: a low shelf rather than a high-pass.
-    const double floor = d.mGainDb < 20.0 ? d.mLevel : 1.0 + 9.0 * d.mLevel;
     double digital[4], analog[4];
     dsp::MatchPoints points{};
-    dsp::Order1HighPass::design({d.mFrequency, floor, d.mOutputDb}, digital, analog, d.mFs, &points);
-    return padded(digital, analog, d.mFs, points);
+    Design::design(inParams, digital, analog, inFs, &points);
+    return padded(digital, analog, inFs, points);
+}
+
+// About a fifth of the floors lie above 1: a low shelf rather than a high-pass.
+Section order1HighPass(const Draw& d)
+{
+    return order1<dsp::Order1HighPass>({d.mFrequency, d.mGainDb < 20.0 ? d.mLevel : 1.0 + 9.0 * d.mLevel, d.mOutputDb},
+                                       d.mFs);
 }
 
 Section order1HighShelf(const Draw& d)
 {
-    double digital[4], analog[4];
-    dsp::MatchPoints points{};
-    dsp::Order1HighShelf::design({d.mFrequency, d.mGainDb, d.mMode, d.mOutputDb}, digital, analog, d.mFs, &points);
-    return padded(digital, analog, d.mFs, points);
+    return order1<dsp::Order1HighShelf>({d.mFrequency, d.mGainDb, d.mMode, d.mOutputDb}, d.mFs);
 }
 
-// The low shelves are high shelves of the opposite height, raised by it: that
-// high shelf's target and match points are theirs.
+// Low shelves are high shelves of the opposite height raised by it: that shelf's
+// target and match points are theirs.
 Section order1LowShelf(const Draw& d)
 {
     Section s = order1HighShelf({d.mFs, d.mFrequency, 0.0, 0.0, -d.mGainDb, 0.0, d.mGainDb + d.mOutputDb, d.mMode});
-    double digital[4];
-    dsp::Order1LowShelf::design({d.mFrequency, d.mGainDb, d.mMode, d.mOutputDb}, digital, d.mFs);
-    const double order2[6] = {digital[0], digital[1], 0.0, digital[2], digital[3], 0.0};
+    double c[4];
+    dsp::Order1LowShelf::design({d.mFrequency, d.mGainDb, d.mMode, d.mOutputDb}, c, d.mFs);
+    const double order2[6] = {c[0], c[1], 0.0, c[2], c[3], 0.0};
     std::copy(order2, order2 + 6, s.mDigital);
     return s;
 }
@@ -141,20 +129,14 @@ Section order1LowPassNaive(const Draw& d)
     return padded(digital, analog, d.mFs, {1, {kTwoPi * d.mFrequency}});
 }
 
-Section bell(const Draw& d)
-{
-    return designed<dsp::Bell>({d.mFrequency, d.mQ, d.mGainDb, d.mOutputDb}, d.mFs);
-}
+Section bell(const Draw& d) { return designed<dsp::Bell>({d.mFrequency, d.mQ, d.mGainDb, d.mOutputDb}, d.mFs); }
 
 dsp::HighShelf2Q::Params shelfParams(const Draw& d, double inHeightDb, double inGainDb)
 {
     return {d.mFrequency, d.mQ, d.mOtherQ, inHeightDb, d.mMode % 2, inGainDb};
 }
 
-Section highShelf2Q(const Draw& d)
-{
-    return designed<dsp::HighShelf2Q>(shelfParams(d, d.mGainDb, d.mOutputDb), d.mFs);
-}
+Section highShelf2Q(const Draw& d) { return designed<dsp::HighShelf2Q>(shelfParams(d, d.mGainDb, d.mOutputDb), d.mFs); }
 
 Section lowShelf2(const Draw& d)
 {
@@ -175,10 +157,7 @@ Section order2HighPassNaive(const Draw& d)
     return s;
 }
 
-Section order2LowPass(const Draw& d)
-{
-    return designed<dsp::Order2LowPass>({d.mFrequency, d.mQ, 0.0, d.mOutputDb}, d.mFs);
-}
+Section order2LowPass(const Draw& d) { return designed<dsp::Order2LowPass>({d.mFrequency, d.mQ, 0.0, d.mOutputDb}, d.mFs); }
 
 Section order2LowPassWithTop(const Draw& d)
 {
@@ -195,41 +174,26 @@ double largestRootSquared(double c0, double c1, double c2)
 // How far the rounding of the stored coefficients alone can move the power at w, relative.
 double coefficientRounding(const double* c, double inW)
 {
-    const double numerator = std::abs(onUnitCircle(c[0], c[1], c[2], inW));
-    const double denominator = std::abs(onUnitCircle(c[3], c[4], c[5], inW));
     return 8.0 * dsp::kMachineEpsilon *
-           ((std::fabs(c[0]) + std::fabs(c[1]) + std::fabs(c[2])) / numerator +
-            (std::fabs(c[3]) + std::fabs(c[4]) + std::fabs(c[5])) / denominator);
-}
-
-std::string describe(const Region& inRegion, const Draw& d)
-{
-    std::ostringstream text;
-    text.precision(17);
-    text << inRegion.mName << ": fs " << d.mFs << " f " << d.mFrequency << " Q " << d.mQ << " " << d.mOtherQ
-         << " gain " << d.mGainDb << " level " << d.mLevel << " output " << d.mOutputDb << " mode " << d.mMode;
-    return text.str();
+           ((std::fabs(c[0]) + std::fabs(c[1]) + std::fabs(c[2])) / std::abs(onUnitCircle(c[0], c[1], c[2], inW)) +
+            (std::fabs(c[3]) + std::fabs(c[4]) + std::fabs(c[5])) / std::abs(onUnitCircle(c[3], c[4], c[5], inW)));
 }
 
 constexpr double kUnmet = std::numeric_limits<double>::infinity();
 
 // Each bound is the largest deviation measured over 100000 designs of its row,
-// rounded up; the rows below run 4000. Where a row is looser than 1e-6 at its
-// match points, the method itself stops short:
-// - first-order shelves far below the rate take b^2 from the point at u2,
-//   whose two terms cancel, so their DC gain strays by parts in 10^3;
-// - the bell at or above 0.499 fs puts sqrt(M0) where the exact solution has
-//   gN, and where that leaves cSq or dSq negative falls back to C = D;
-// - second-order shelves of a few thousandths of a dB solve from powers that
-//   differ from 1 by parts in 10^4; near the top of the band (the frequency is
-//   raised by up to four times for mode 0) their solves often have no
-//   realisable prototype at a high Q;
-// - the four-point solves of the high- and low-pass fold a negative w^2 or
-//   floor a negative cSq or dSq, mostly near the top of the band;
+// rounded up; the rows run 4000. Looser than 1e-6 at the match points, the
+// method itself stops short:
+// - first-order shelves far below the rate take b^2 from two terms that cancel;
+// - the bell at or above 0.499 fs puts sqrt(M0) where the exact solution has gN,
+//   and falls back to C = D where cSq or dSq would be negative;
+// - second-order shelves of thousandths of a dB solve from powers within 1e-4
+//   of 1; near the top (mode 0 raises the frequency up to four times) a high Q
+//   often has no realisable prototype;
+// - the high- and low-pass four-point solves fold a negative w^2 or floor a
+//   negative cSq or dSq, mostly near the top of the band;
 // - the low-pass with a top takes the larger extremum root, which can lie far
-//   beyond the band, gives up its resonance there, and below 10 Hz its analog
-//   target has hardly any damping: nothing is held but soundness, and a
-//   design that ends unsound is reported by its closing checks.
+//   beyond the band: only soundness is held, or its closing checks report.
 // The plain designs squeeze the response towards Nyquist, as plain designs do.
 const Region kRegions[] = {
     {"Order1HighPass", order1HighPass, 1e-5, 0.5, 0.3, 10.0, 1e-6, 1.0, false},
@@ -253,8 +217,6 @@ const Region kRegions[] = {
     {"Order2LowPassWithATop", order2LowPassWithTop, 1e-5, 0.5, 0.3, 10.0, kUnmet, kUnmet, true},
 };
 
-constexpr int kDesignsPerRegion = 4000;
-
 class DesignSweep : public ::testing::TestWithParam<Region>
 {
 };
@@ -262,24 +224,20 @@ class DesignSweep : public ::testing::TestWithParam<Region>
 TEST_P(DesignSweep, HoldsItsTargetOverTheRange)
 {
     const Region& region = GetParam();
-    std::uint64_t seed = 0xCBF29CE484222325ull;  // FNV-1a of the name: each row draws its own designs
+    Draws r{0xCBF29CE484222325ull};  // FNV-1a of the name: each row draws its own designs
     for (const char* n = region.mName; *n != 0; ++n)
-        seed = (seed ^ static_cast<unsigned char>(*n)) * 0x100000001B3ull;
-    Draws r(seed);
+        r.mState = (r.mState ^ static_cast<unsigned char>(*n)) * 0x100000001B3ull;
     NoticeCapture capture;
     double largestBand = 0.0, largestMatch = 0.0;
     int failures = 0;
-    for (int i = 0; i < kDesignsPerRegion && failures < 10; ++i) {
+    for (int i = 0; i < 4000 && failures < 10; ++i) {
         const Draw d = drawFor(r, region);
         const std::size_t reportsBefore = capture.size();
         const Section s = region.mDesign(d);
         const double* c = s.mDigital;
-
-        double peak = 0.0;
+        double peak = 0.0, matchDeviation = 0.0;
         const double bandDeviation = s.bandDeviationDb(5e-6 * d.mFs, 0.45 * d.mFs, &peak);
-        // At a match point, beyond what the rounding of the coefficients allows;
-        // a point more than 100 dB below the peak counts at that level.
-        double matchDeviation = 0.0;
+        // Beyond what coefficient rounding allows; a point over 100 dB below the peak counts at that level.
         for (int k = 0; k < s.mPoints.mCount; ++k) {
             const double w = s.mPoints.mFrequencies[k], target = analogPower(s.mAnalog, w);
             const double error = std::fabs(digitalPower(c, w / d.mFs) - target) / (target + 1e-10 * peak);
@@ -287,19 +245,21 @@ TEST_P(DesignSweep, HoldsItsTargetOverTheRange)
         }
         largestBand = std::max(largestBand, bandDeviation);
         largestMatch = std::max(largestMatch, matchDeviation);
-
-        // A double root on the unit circle splits by rounding into a pair some
-        // sqrt(eps) either side of it; the exact limits are the designs' own
-        // checks, which must stay silent.
-        const double limit = 1.0 + 1e-7;
-        const bool sound = dsp::checkBuffer(c, 6) && largestRootSquared(c[3], c[4], c[5]) <= limit &&
-                           largestRootSquared(c[0], c[1], c[2]) <= limit;
+        // A double root on the unit circle splits by rounding some sqrt(eps) either
+        // side of it; the exact limits are the designs' own checks, which stay silent.
+        const bool sound = dsp::checkBuffer(c, 6) && largestRootSquared(c[3], c[4], c[5]) <= 1.0 + 1e-7 &&
+                           largestRootSquared(c[0], c[1], c[2]) <= 1.0 + 1e-7;
         const bool reported = capture.size() != reportsBefore;
         const bool honest = region.mMayReport ? sound || reported : sound && !reported;
         if (!honest || !(matchDeviation <= region.mMatchTolerance) || !(bandDeviation <= region.mBandBoundDb)) {
             ++failures;
-            ADD_FAILURE() << describe(region, d) << ": sound " << sound << ", reported " << reported
-                          << ", at match points " << matchDeviation << ", over the band " << bandDeviation << " dB";
+            std::ostringstream text;
+            text.precision(17);
+            text << region.mName << ": fs " << d.mFs << " f " << d.mFrequency << " Q " << d.mQ << " " << d.mOtherQ
+                 << " gain " << d.mGainDb << " level " << d.mLevel << " output " << d.mOutputDb << " mode " << d.mMode
+                 << ": sound " << sound << ", reported " << reported << ", at match points " << matchDeviation
+                 << ", over the band " << bandDeviation << " dB";
+            ADD_FAILURE() << text.str();
         }
     }
     std::printf("%s: largest deviation over the band %.4g dB, at match points %.3g\n", region.mName, largestBand,

@@ -21,17 +21,18 @@ TEST(GainRamp, JumpsWhenPendingOrCloseAndOtherwiseRampsGeometrically)
     runGainRamp(ones, out, 32, ramp, 8.0);  // pending after the reset
     EXPECT_TRUE(out[0] == 8.0 && out[31] == 8.0 && ramp.mPending == 0);
 
-    // Doubling takes 480 samples of 2^(1/480) each and ends with a jump at a block boundary.
-    int blocks = 0;
-    for (; ramp.mCurrent != 16.0 && blocks < 100; ++blocks) {
-        runGainRamp(ones, out, 32, ramp, 16.0);
-        if (blocks == 0) {
-            EXPECT_TRUE(out[0] == 8.0 * ramp.mUpRatio && std::fabs(out[31] / 8.0 - std::pow(2.0, 32.0 / 480.0)) < 1e-12);
+    // Doubling takes 480 samples of 2^(1/480) each and ends with a jump at a block boundary; halving likewise.
+    for (const double target : {16.0, 8.0}) {
+        const double start = ramp.mCurrent, step = target > start ? ramp.mUpRatio : ramp.mDownRatio;
+        int blocks = 0;
+        for (; ramp.mCurrent != target && blocks < 100; ++blocks) {
+            runGainRamp(ones, out, 32, ramp, target);
+            if (blocks == 0) {
+                EXPECT_TRUE(out[0] == start * step && std::fabs(out[31] / start - std::pow(step, 32.0)) < 1e-12);
+            }
         }
+        EXPECT_TRUE(blocks == 14 || blocks == 15) << blocks;
     }
-    EXPECT_TRUE(blocks == 14 || blocks == 15) << blocks;
-    runGainRamp(ones, out, 32, ramp, 1.0);
-    EXPECT_TRUE(out[0] == 16.0 * ramp.mDownRatio && std::fabs(out[31] / 16.0 - std::pow(2.0, -32.0 / 480.0)) < 1e-12);
 }
 
 TEST(MatrixGlide, MonoUsesTheFirstGainOnlyAndStereoMixes)
@@ -56,13 +57,10 @@ TEST(MatrixGlide, MonoUsesTheFirstGainOnlyAndStereoMixes)
 
 TEST(HissGenerator, UniformFromItsSeed)
 {
-    // The third value comes from a negative signed state.
     std::uint64_t seed = 0;
     double hiss[3];
-    HissGenerator(hiss, 3, seed);
-    EXPECT_EQ(hiss[0], -0.8435826902434123);
-    EXPECT_EQ(hiss[1], -0.7966024794064138);
-    EXPECT_EQ(hiss[2], 0.21064664525046695);
+    HissGenerator(hiss, 3, seed);  // the third value comes from a negative signed state
+    EXPECT_TRUE(hiss[0] == -0.8435826902434123 && hiss[1] == -0.7966024794064138 && hiss[2] == 0.21064664525046695);
     EXPECT_EQ(seed, 0x9AF678222E728119ull);
 }
 
@@ -98,8 +96,8 @@ TEST(AmplifierSection, ActivityMeterReadsTheBlockPeak)
         AmplifierSection(in.data() + start, out, 32, model.coefficients(0), model.state(0));
         double smallest = 0.0, largest = 0.0;
         vectorMinMax(out, 32, &smallest, &largest);
-        const double peak = std::max(-smallest, largest);
-        EXPECT_DOUBLE_EQ(model.state(0).mActivity, std::clamp(peak * 5.623413251903491 - 0.1, 0.0, 1.0));
+        EXPECT_DOUBLE_EQ(model.state(0).mActivity,
+                         std::clamp(std::max(-smallest, largest) * 5.623413251903491 - 0.1, 0.0, 1.0));
     }
     EXPECT_GT(model.state(0).mActivity, 0.0);
 }
@@ -154,13 +152,13 @@ TEST(ProcessModel, EqualsTheComposedBlockOperationsBitForBit)
                 change(kCh1EnableEq, 1.0f);
             }
             const double* in[] = {input[0].data() + position, input[1].data() + position};
-            double fusedOut[2][32], composedOut[2][32];
-            double* fusedPointers[] = {fusedOut[0], fusedOut[1]};
-            double* composedPointers[] = {composedOut[0], composedOut[1]};
-            processModel(in, fusedPointers, n, channels, *fused.mCoefficients, *fused.mState);
-            composeBlock(in, composedPointers, n, channels, *composed.mCoefficients, *composed.mState);
+            double out[2][2][32];
+            double* fusedOut[] = {out[0][0], out[0][1]};
+            double* composedOut[] = {out[1][0], out[1][1]};
+            processModel(in, fusedOut, n, channels, *fused.mCoefficients, *fused.mState);
+            composeBlock(in, composedOut, n, channels, *composed.mCoefficients, *composed.mState);
             for (int c = 0; c < channels; ++c)
-                ASSERT_EQ(std::memcmp(fusedOut[c], composedOut[c], sizeof(double) * n), 0) << channels << " " << block;
+                ASSERT_EQ(std::memcmp(out[0][c], out[1][c], sizeof(double) * n), 0) << channels << " " << block;
         }
         EXPECT_TRUE(toneStoodStill);
         EXPECT_EQ(std::memcmp(fused.mState.get(), composed.mState.get(), sizeof(ModelState)), 0);
@@ -172,47 +170,10 @@ TEST(ProcessModel, DefaultsKeepTheLevelOfAQuietSine)
     for (const double rate : {44100.0, 48000.0, 96000.0}) {
         const int length = static_cast<int>(rate);
         std::vector<double> signal[2] = {test::sine(0.01, 1000.0, rate, length), test::sine(0.01, 1000.0, rate, length)};
-        const double inputDb = test::rmsDb(signal[0], length / 2);
         Model(rate).run(signal, 2);
         for (int c = 0; c < 2; ++c)
-            EXPECT_NEAR(test::rmsDb(signal[c], length / 2), inputDb, 0.5) << rate;
-    }
-}
-
-TEST(ProcessModel, StaysFiniteAtEveryRateSwitchPositionAndControlExtreme)
-{
-    q38test::NoticeCapture capture;  // the lowest rates are beyond some fixed designs' limits
-    for (const double rate : {22050.0, 32000.0, 44100.0, 48000.0, 88200.0, 96000.0, 192000.0}) {
-        // A logarithmic sweep from 20 Hz to 20 kHz at full scale, then silence.
-        const int length = static_cast<int>(rate / 10);
-        std::vector<double> sweep(length);
-        for (int i = 0; i < length; ++i)
-            sweep[i] = std::sin(6.283185307179586 * 20.0 * (length / rate) / std::log(1000.0)
-                                * (std::exp(i / static_cast<double>(length) * std::log(1000.0)) - 1.0));
-        for (int setting = 0; setting < 12; ++setting) {
-            Model model(rate);
-            ParameterValues& p = model.mParameters;
-            const float extreme = setting % 2 ? 1.0f : 0.0f;
-            p[kCh1InputGain] = p[kCh2InputGain] = p[kCh1OutputTrim] = p[kCh2OutputTrim] = extreme;
-            p[kCh1EqHighToneGain] = p[kCh2EqLowToneGain] = extreme;
-            p[kCh2EqHighToneGain] = p[kCh1EqLowToneGain] = 1.0f - extreme;
-            p[kCh1HighPassFreq] = p[kCh2HighPassFreq] = 0.25f * static_cast<float>(setting % 4);
-            p[kStereoMode] = setting / 4 == 1 ? 1.0f : 0.0f;
-            p[kCh1PhaseReverse] = setting / 4 == 2 ? 1.0f : 0.0f;
-            p[kCh2EnableEq] = setting / 4 == 2 ? 0.0f : 1.0f;
-            p[kStereoLink] = setting == 11 ? 1.0f : 0.0f;
-            model.update();
-            std::vector<double> signal[2] = {sweep, sweep};
-            for (std::vector<double>& channel : signal)
-                channel.resize(2 * length, 0.0);
-            model.run(signal, 2);
-            for (const std::vector<double>& channel : signal)
-                EXPECT_TRUE(std::all_of(channel.begin(), channel.end(), [](double x) { return std::isfinite(x); }))
-                    << rate << " setting " << setting;
-            for (const ChannelState& channel : model.mState->mChannel)
-                EXPECT_TRUE(std::isfinite(channel.mAmplifierCore.mState) && channel.mActivity >= 0.0
-                            && channel.mActivity <= 1.0);
-        }
+            EXPECT_NEAR(test::rmsDb(signal[c], length / 2), test::rmsDb(test::sine(0.01, 1000.0, rate, length), length / 2),
+                        0.5) << rate;
     }
 }
 

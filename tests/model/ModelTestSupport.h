@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -24,12 +23,14 @@ struct FakeClock
     std::uint64_t mReading = 0;
     int mReads = 0;
 
-    static std::uint64_t read(void* inClock)
+    MonotonicClock clock()
     {
-        auto& clock = *static_cast<FakeClock*>(inClock);
-        return clock.mReading + static_cast<std::uint64_t>(clock.mReads++);
+        return {[](void* inClock) {
+                    auto& clock = *static_cast<FakeClock*>(inClock);
+                    return clock.mReading + static_cast<std::uint64_t>(clock.mReads++);
+                },
+                this};
     }
-    MonotonicClock clock() { return {&FakeClock::read, this}; }
 };
 
 struct Model
@@ -93,18 +94,6 @@ inline double rmsDb(const std::vector<double>& inSignal, std::size_t inFrom)
     for (std::size_t i = inFrom; i < inSignal.size(); ++i)
         sum += inSignal[i] * inSignal[i];
     return 10.0 * std::log10(sum / static_cast<double>(inSignal.size() - inFrom));
-}
-
-// Of a digital section (b0, b1, [b2,] a0, a1 [, a2]) at a frequency.
-inline double magnitude(const double* inCoefficients, int inOrder, double inFrequency, double inSampleRate)
-{
-    const std::complex<double> z1 = std::polar(1.0, -6.283185307179586 * inFrequency / inSampleRate);
-    std::complex<double> numerator = 0.0, denominator = 0.0, power = 1.0;
-    for (int k = 0; k <= inOrder; ++k, power *= z1) {
-        numerator += inCoefficients[k] * power;
-        denominator += inCoefficients[inOrder + 1 + k] * power;
-    }
-    return std::abs(numerator / denominator);
 }
 
 } // namespace q38::test

@@ -60,16 +60,11 @@ TEST(Shapers, ClipSoftKneeAndRationalTanh)
 // Settled sections skip their glides: the bits must be those of gliding on for ever.
 TEST(Sections, GlidingSectionsEqualThePlainRecurrencesBitForBit)
 {
-    double b[] = {0.9, -1.7, 0.8, 1.0, -1.8, 0.81};
-    double f[] = {0.5, -0.4, 1.0, -0.9};
-    const double bTargets[] = {0.95, -1.85, 0.9, 1.0, -1.9, 0.905};
-    const double fTargets[] = {0.6, -0.5, 1.0, -0.95};
-    GlidingBiquad biquad{};
-    GlidingFirstOrderSection first{};
-    std::copy(b, b + 6, biquad.mCoefficients);
-    std::copy(f, f + 4, first.mCoefficients);
-    double s1 = 0.0, s2 = 0.0, m = 0.0;
-    double in[32], biquadOut[32], firstOut[32];
+    double b[] = {0.9, -1.7, 0.8, 1.0, -1.8, 0.81}, f[] = {0.5, -0.4, 1.0, -0.9};
+    const double bTargets[] = {0.95, -1.85, 0.9, 1.0, -1.9, 0.905}, fTargets[] = {0.6, -0.5, 1.0, -0.95};
+    GlidingBiquad biquad{0, 0.0, 0.0, {b[0], b[1], b[2], b[3], b[4], b[5]}};
+    GlidingFirstOrderSection first{0, 0.0, {f[0], f[1], f[2], f[3]}};
+    double s1 = 0.0, s2 = 0.0, m = 0.0, in[32], biquadOut[32], firstOut[32];
     for (int block = 0; block < 3000; ++block) {
         for (int i = 0; i < 32; ++i)
             in[i] = std::sin(0.01 * (block * 32 + i));
@@ -144,9 +139,8 @@ TEST(Sections, TargetsAtOnceAfterAResetThenEachGlidesAtItsRate)
 // Both channels at once evaluate the curves of the cell library bit for bit.
 TEST(Lanes, PairedCurvesEqualTheSingleChannelOnes)
 {
-    SaturatingIntegrator integrator{};
+    SaturatingIntegrator integrator{}, withGains{};
     dsp::designSoftKneeShaper(integrator.mShaper, -55.428799, 0.035712, 0.136578, 0.0, 0.0);
-    SaturatingIntegrator withGains = integrator;
     dsp::designSoftKneeShaper(withGains.mShaper, -50.0, 0.2, 0.5, 3.0, -2.0);
     SaturatingIntegratorRunner<2, false> full;
     full.load({&withGains, &integrator});
@@ -186,19 +180,16 @@ TEST(Lanes, PairedCurvesEqualTheSingleChannelOnes)
 
 TEST(SaturatingIntegrator, TransparentAndOddForSmallSignalsFarAboveItsCorner)
 {
-    SaturatingIntegrator core = test::Model(44100.0).state(0).mAmplifierCore;
-    const std::vector<double> in = test::sine(0.001, 1000.0, 44100.0, 44096);
-    std::vector<double> out(in.size()), negated(in.size());
-    for (std::size_t i = 0; i < in.size(); ++i)
-        negated[i] = -in[i];
-    SaturatingIntegrator negatedCore = core;
+    SaturatingIntegrator core = test::Model(44100.0).state(0).mAmplifierCore, negatedCore = core;
+    const std::vector<double> in = test::sine(0.001, 1000.0, 44100.0, 44096), negated = test::sine(-0.001, 1000.0, 44100.0, 44096);
+    std::vector<double> out(in.size()), negatedOut(in.size());
     for (std::size_t start = 0; start < in.size(); start += 32) {
         runSaturatingIntegrator(in.data() + start, out.data() + start, 32, core);
-        runSaturatingIntegrator(negated.data() + start, negated.data() + start, 32, negatedCore);
+        runSaturatingIntegrator(negated.data() + start, negatedOut.data() + start, 32, negatedCore);
     }
     EXPECT_NEAR(test::rmsDb(out, 22050), test::rmsDb(in, 22050), 0.01);
     for (std::size_t i = 0; i < in.size(); ++i)
-        ASSERT_EQ(negated[i], -out[i]);
+        ASSERT_EQ(negatedOut[i], -out[i]);
 }
 
 TEST(BiasShiftClamp, NoNegativeSampleJustAfterAResetUntilTheFloorHasGlidedIn)
