@@ -102,69 +102,6 @@ TEST(AmplifierSection, ActivityMeterReadsTheBlockPeak)
     EXPECT_GT(model.state(0).mActivity, 0.0);
 }
 
-// The chain as the block operations compose it, one channel after the other.
-void composeBlock(const double* const* inInputs, double* const* outOutputs, int inNumSamples, int inNumChannels,
-                  const ModelCoefficients& inCoefficients, ModelState& ioState)
-{
-    double work[2][32];
-    double* workPointers[] = {work[0], work[1]};
-    MatrixGlide(inInputs, workPointers, inNumSamples, inNumChannels, ioState.mInputMatrix, inCoefficients.mInputMatrix);
-    for (int c = 0; c < inNumChannels; ++c) {
-        double a[32], b[32];
-        ChannelState& state = ioState.mChannel[c];
-        const ChannelCoefficients& coefficients = inCoefficients.mChannel[c];
-        HissGenerator(a, inNumSamples, state.mHissState);
-        vectorScaleInPlace(1e-05, a, inNumSamples);
-        vectorAdd(a, work[c], b, inNumSamples);
-        runGainRamp(b, a, inNumSamples, state.mInputRamp, coefficients.mInputGain);
-        AmplifierSection(a, b, inNumSamples, coefficients, state);
-        ToneSectionBlend(b, a, inNumSamples, coefficients, state);
-        runGainRamp(a, work[c], inNumSamples, state.mOutputRamp, coefficients.mOutputGain);
-    }
-    MatrixGlide(workPointers, outOutputs, inNumSamples, inNumChannels, ioState.mOutputMatrix,
-                inCoefficients.mOutputMatrix);
-}
-
-// processModel runs both channels side by side in one register.
-TEST(ProcessModel, EqualsTheComposedBlockOperationsBitForBit)
-{
-    constexpr int kLength = 14000;
-    const std::vector<double> input[2] = {test::noise(kLength, 0.8, 1), test::noise(kLength, 0.3, 2)};
-    for (const int channels : {1, 2}) {
-        Model fused(48000.0, 99), composed(48000.0, 99);
-        const auto change = [&](int inId, float inValue) {
-            for (Model* model : {&fused, &composed}) {
-                model->mParameters[inId] = inValue;
-                model->update();
-            }
-        };
-        bool toneStoodStill = false;
-        for (int position = 0, block = 1; position < kLength; position += 1 + (block * 7) % 32, ++block) {
-            const int n = std::min(1 + (block * 7) % 32, kLength - position);
-            if (block == 20) {
-                // Channel 1's tone fades out and stops while channel 2's keeps running.
-                for (const int id : {kCh2InputGain, kCh1HighPassFreq, kStereoMode})
-                    change(id, 0.9f);
-                change(kCh1EnableEq, 0.0f);
-            }
-            if (position > 12000 && fused.mParameters[kCh1EnableEq] == 0.0f) {
-                toneStoodStill = fused.state(0).mToneMix == 0.0;
-                change(kCh1EnableEq, 1.0f);
-            }
-            const double* in[] = {input[0].data() + position, input[1].data() + position};
-            double out[2][2][32];
-            double* fusedOut[] = {out[0][0], out[0][1]};
-            double* composedOut[] = {out[1][0], out[1][1]};
-            processModel(in, fusedOut, n, channels, *fused.mCoefficients, *fused.mState);
-            composeBlock(in, composedOut, n, channels, *composed.mCoefficients, *composed.mState);
-            for (int c = 0; c < channels; ++c)
-                ASSERT_EQ(std::memcmp(out[0][c], out[1][c], sizeof(double) * n), 0) << channels << " " << block;
-        }
-        EXPECT_TRUE(toneStoodStill);
-        EXPECT_EQ(std::memcmp(fused.mState.get(), composed.mState.get(), sizeof(ModelState)), 0);
-    }
-}
-
 TEST(ProcessModel, DefaultsKeepTheLevelOfAQuietSine)
 {
     for (const double rate : {44100.0, 48000.0, 96000.0}) {

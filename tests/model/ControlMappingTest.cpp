@@ -19,10 +19,7 @@ using namespace q38;
 
 constexpr double kRate = 44100.0;
 
-double db(double inGain)
-{
-    return 20.0 * std::log10(inGain);
-}
+double db(double inGain) { return 20.0 * std::log10(inGain); }
 
 template <std::size_t Size>
 void expectNear(const double* inActual, const double (&inExpected)[Size])
