@@ -181,20 +181,17 @@ double coefficientRounding(const double* c, double inW)
 
 constexpr double kUnmet = std::numeric_limits<double>::infinity();
 
-// Each bound is the largest deviation measured over 100000 designs of its row,
-// rounded up; the rows run 4000. Looser than 1e-6 at the match points, the
-// method itself stops short:
-// - first-order shelves far below the rate take b^2 from two terms that cancel;
-// - the bell at or above 0.499 fs puts sqrt(M0) where the exact solution has gN,
-//   and falls back to C = D where cSq or dSq would be negative;
-// - second-order shelves of thousandths of a dB solve from powers within 1e-4
-//   of 1; near the top (mode 0 raises the frequency up to four times) a high Q
-//   often has no realisable prototype;
-// - the high- and low-pass four-point solves fold a negative w^2 or floor a
-//   negative cSq or dSq, mostly near the top of the band;
-// - the low-pass with a top takes the larger extremum root, which can lie far
-//   beyond the band: only soundness is held, or its closing checks report.
-// The plain designs squeeze the response towards Nyquist, as plain designs do.
+// Each bound is the largest deviation over 100000 designs of its row, rounded
+// up. Looser than 1e-6 at the match points, the method itself stops short:
+// first-order shelves far below the rate take b^2 from two terms that cancel;
+// the bell from 0.499 fs puts sqrt(M0) where the exact solution has gN, or
+// falls back to C = D; second-order shelves of thousandths of a dB solve from
+// powers within 1e-4 of 1, and near the top (mode 0 raises the frequency up to
+// four times) a high Q often has no realisable prototype; the four-point solves
+// of the high- and low-pass fold a negative w^2 or floor a negative cSq or dSq;
+// the low-pass with a top takes the larger extremum root, which can lie far
+// beyond the band, so only soundness is held or its closing checks report.
+// Plain designs squeeze the response towards Nyquist, as plain designs do.
 const Region kRegions[] = {
     {"Order1HighPass", order1HighPass, 1e-5, 0.5, 0.3, 10.0, 1e-6, 1.0, false},
     {"Order1HighShelf", order1HighShelf, 1e-3, 0.5, 0.3, 10.0, 1e-6, 1.2, false},
