@@ -39,24 +39,13 @@ std::vector<float> testSignal(int inSampleRate, int inChannel)
     return signal;
 }
 
-struct Move
-{
-    std::size_t mFrame;  // taken before the first block that starts here or later
-    int mId;
-    float mValue;
-};
+// Taken before the first block that starts at mFrame or later.
+struct Move { std::size_t mFrame; int mId; float mValue; };
 
-struct GoldenRender
-{
-    const char* mName;
-    int mSampleRate;
-    int mNumChannels;
-    std::vector<Move> mMoves;  // those at frame 0 are the settings from the start
-    std::uint64_t mFingerprint;
-    // Above 0: noise of this level and a sine on the left instead of the test
-    // signal, in blocks of 1 to 32 samples throughout.
-    float mNoise = 0.0f;
-};
+// The moves at frame 0 are the settings from the start. A render with mNoise
+// above 0 takes noise of that level and a sine on the left instead of the
+// test signal, in blocks of 1 to 32 samples throughout.
+struct GoldenRender { const char* mName; int mSampleRate, mNumChannels; std::vector<Move> mMoves; std::uint64_t mFingerprint; float mNoise = 0.0f; };
 
 // Noisy renders fade out at their 300th block and in again at the 600th.
 std::vector<Move> withFade(std::vector<Move> ioMoves)

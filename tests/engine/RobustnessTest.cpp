@@ -20,10 +20,7 @@ using Settings = std::vector<std::pair<int, float>>;
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-struct Stereo
-{
-    std::vector<float> mLeft, mRight;
-};
+struct Stereo { std::vector<float> mLeft, mRight; };
 
 // A 440 Hz sine of amplitude 0.5, a quarter turn apart on the two channels.
 Stereo sine(std::size_t inLength)
