@@ -20,24 +20,12 @@
 
 using namespace enginetest;
 
-namespace {
-
-// FNV-1a over every byte of the block.
-std::uint64_t fingerprint(const q38::CoefficientBytes& inBytes)
-{
-    std::uint64_t hash = 0xcbf29ce484222325ull;
-    for (const unsigned char byte : inBytes)
-        hash = (hash ^ byte) * 0x100000001b3ull;
-    return hash;
-}
-
-} // namespace
-
 TEST(Concurrency, TheAudioThreadOnlyEverSeesPublishedBlocks)
 {
     q38::Q38PrivateEngine engine;
     engine.setSampleRate(48000);
-    std::unordered_set<std::uint64_t> published{fingerprint(EngineInspector::published(engine))};
+    const auto hash = [](const q38::CoefficientBytes& inBlock) { return fnv1a(inBlock.data(), inBlock.size()); };
+    std::unordered_set<std::uint64_t> published{hash(EngineInspector::published(engine))};
     std::atomic<bool> audioDone{false};
     long changes = 0;
     std::thread control([&] {
@@ -50,7 +38,7 @@ TEST(Concurrency, TheAudioThreadOnlyEverSeesPublishedBlocks)
             engine.setParameter(id, changes % 50 == 0 ? values[changes / 50 % 3]
                                                       : static_cast<float>(generator() % 1001) / 1000.0f);
             // Only this thread publishes, so the block now published is the one this call finished.
-            published.insert(fingerprint(EngineInspector::published(engine)));
+            published.insert(hash(EngineInspector::published(engine)));
             // The unlocked queries run alongside the audio thread too.
             engine.getValueText(id, text, sizeof text);
             engine.getPhysicalValue(id);
@@ -59,15 +47,13 @@ TEST(Concurrency, TheAudioThreadOnlyEverSeesPublishedBlocks)
     });
 
     std::vector<std::uint64_t> used;
-    std::vector<float> left = randomSignal(32, 0.3f, 41), right = randomSignal(32, 0.3f, 42);
+    std::vector<float> left = randomSignal(32, 0.3f, 41), right = randomSignal(32, 0.3f, 42), out(64);
     left[5] = std::numeric_limits<float>::infinity();  // guarded on the audio thread
-    std::vector<float> leftOut(32), rightOut(32);
     const float* inputs[2] = {left.data(), right.data()};
-    float* outputs[2] = {leftOut.data(), rightOut.data()};
+    float* outputs[2] = {out.data(), out.data() + 32};
     for (int block = 0; block < 100000; ++block) {
         engine.process(inputs, outputs, 2, 32);
-        const std::uint64_t current = fingerprint(EngineInspector::audio(engine));
-        if (used.empty() || current != used.back())
+        if (const std::uint64_t current = hash(EngineInspector::audio(engine)); used.empty() || current != used.back())
             used.push_back(current);
     }
     audioDone.store(true, std::memory_order_release);

@@ -27,22 +27,14 @@ struct EngineInspector
 {
     static ModelState& state(Q38PrivateEngine& inEngine) { return *inEngine.mModelState; }
     static float sampleRate(Q38PrivateEngine& inEngine) { return inEngine.mSampleRate.load(); }
-
     static CoefficientBytes bytesOf(const ModelCoefficients& inBlock)
     {
         CoefficientBytes bytes;
         std::memcpy(bytes.data(), &inBlock, sizeof inBlock);
         return bytes;
     }
-    static const ModelCoefficients& blockOf(const CoefficientBytes& inBytes)
-    {
-        return *reinterpret_cast<const ModelCoefficients*>(inBytes.data());
-    }
-
     // The audio thread's copy, as the last process took it.
     static CoefficientBytes audio(Q38PrivateEngine& inEngine) { return bytesOf(inEngine.audioCoefficients()); }
-
-    // Under the engine's lock.
     static CoefficientBytes published(Q38PrivateEngine& inEngine)
     {
         std::lock_guard<std::mutex> lock(inEngine.mCoefficientMutex);
@@ -53,7 +45,6 @@ struct EngineInspector
         std::lock_guard<std::mutex> lock(inEngine.mCoefficientMutex);
         return bytesOf(*inEngine.mEditCoefficients);
     }
-
     // What a full redesign from the stored parameters gives, starting from
     // inBlock so that the bytes between the fields compare equal.
     static CoefficientBytes fullUpdate(Q38PrivateEngine& inEngine, const CoefficientBytes& inBlock)
@@ -64,7 +55,6 @@ struct EngineInspector
         updateAll(parameters, inEngine.mSampleRate.load(), *reinterpret_cast<ModelCoefficients*>(block.data()));
         return block;
     }
-
     // The blocks come uncleared from the allocator; cleared, two engines'
     // blocks compare whole.
     static void clearBlocks(Q38PrivateEngine& inEngine)
@@ -81,15 +71,6 @@ namespace enginetest {
 using q38::EngineInspector;
 using q38test::NoticeCapture;
 
-inline const std::string kIdExpression = "inParameterId >= 0 && inParameterId < Q38ParameterIds::kNumParameters";
-inline const std::string kValueExpression = "inNormalizedValue >= 0 && inNormalizedValue <= 1";
-
-// The notice text of an interface check.
-inline std::string interfaceNotice(const std::string& inExpression, const std::string& inMessage)
-{
-    return "Assertion '" + inExpression + "' failed.\n" + inMessage;
-}
-
 inline std::vector<float> randomSignal(std::size_t inLength, float inLevel, std::uint32_t inSeed)
 {
     std::mt19937 generator(inSeed);
@@ -105,18 +86,17 @@ inline bool sameBits(const std::vector<float>& inA, const std::vector<float>& in
     return inA.size() == inB.size() && std::memcmp(inA.data(), inB.data(), inA.size() * sizeof(float)) == 0;
 }
 
-// FNV-1a over the bytes of every sample, left channel first.
+inline std::uint64_t fnv1a(const void* inData, std::size_t inSize, std::uint64_t inHash = 0xcbf29ce484222325ull)
+{
+    for (std::size_t i = 0; i < inSize; ++i)
+        inHash = (inHash ^ static_cast<const unsigned char*>(inData)[i]) * 0x100000001b3ull;
+    return inHash;
+}
+
+// Over the bytes of every sample, left channel first.
 inline std::uint64_t fingerprint(const std::vector<float>& inLeft, const std::vector<float>& inRight)
 {
-    std::uint64_t hash = 0xcbf29ce484222325ull;
-    for (const std::vector<float>* channel : {&inLeft, &inRight})
-        for (const float sample : *channel) {
-            std::uint32_t bits;
-            std::memcpy(&bits, &sample, sizeof bits);
-            for (int k = 0; k < 4; ++k)
-                hash = (hash ^ ((bits >> (8 * k)) & 0xFFu)) * 0x100000001b3ull;
-        }
-    return hash;
+    return fnv1a(inRight.data(), inRight.size() * sizeof(float), fnv1a(inLeft.data(), inLeft.size() * sizeof(float)));
 }
 
 // A whole stereo signal through process in place, in blocks of inBlockSize.

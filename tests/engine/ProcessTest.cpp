@@ -11,10 +11,7 @@ using namespace enginetest;
 
 namespace {
 
-double fadeOf(q38::Q38PrivateEngine& inEngine)
-{
-    return EngineInspector::state(inEngine).mFade;
-}
+double fadeOf(q38::Q38PrivateEngine& inEngine) { return EngineInspector::state(inEngine).mFade; }
 
 void processMono(Q38Engine& ioEngine, float* ioSamples, int inNumSamples)
 {
@@ -31,9 +28,17 @@ bool soundAlike(Q38Engine& ioFirst, Q38Engine& ioSecond, std::uint32_t inSeed)
     return sameBits(leftA, leftB) && sameBits(rightA, rightB);
 }
 
+void setUp(q38::Q38PrivateEngine& ioEngine, std::uint64_t inSeed, int inRate, const std::vector<std::pair<int, float>>& inSettings)
+{
+    ioEngine.fixHissSeed(inSeed);
+    ioEngine.setSampleRate(inRate);
+    for (const auto& [id, value] : inSettings)
+        ioEngine.setParameter(id, value);
+}
+
 } // namespace
 
-TEST(Fade, FirstBlockWithTheEffectOffIsTheInputBitForBit)
+TEST(Fade, OffFromTheStartTheInputPassesBitForBitThenOneSampleOnLeavesOneThousandth)
 {
     q38::Q38PrivateEngine engine;
     engine.fixHissSeed(1);
@@ -47,15 +52,28 @@ TEST(Fade, FirstBlockWithTheEffectOffIsTheInputBitForBit)
     processStereo(engine, left, right);
     EXPECT_TRUE(sameBits(left, leftIn) && sameBits(right, rightIn));
     EXPECT_EQ(fadeOf(engine), 0.0);
-    // The chain did not run: the hiss stands still.
-    EXPECT_EQ(EngineInspector::state(engine).mChannel[0].mHissState, 1u);
+    EXPECT_EQ(EngineInspector::state(engine).mChannel[0].mHissState, 1u) << "the chain ran";
+
+    engine.setParameter(kEnableEffect, 1.0f);
+    float sample = 0.25f;
+    processMono(engine, &sample, 1);
+    EXPECT_EQ(sample, 0.25f) << "the first sample is mixed at 0";
+    EXPECT_EQ(fadeOf(engine), 0.001);
+    // Turned round on the way up, without a jump.
+    std::vector<float> block = randomSignal(32, 0.5f, 8);
+    for (int i = 0; i < 4; ++i)
+        processMono(engine, block.data(), 32);
+    const double high = fadeOf(engine);
+    engine.setParameter(kEnableEffect, 0.0f);
+    processMono(engine, block.data(), 32);
+    EXPECT_LT(fadeOf(engine), high);
+    EXPECT_GT(fadeOf(engine), high * (1.0 - 32 * 0.001));
 }
 
 TEST(Fade, SwitchedOffFromFullItPassesTheFloorAfter9206SamplesThenSkipsTheChain)
 {
     q38::Q38PrivateEngine engine;
-    engine.setSampleRate(48000);
-    engine.setParameter(kCh1InputGain, 1.0f);
+    setUp(engine, 5, 48000, {{kCh1InputGain, 1.0f}});
     std::vector<float> signal = randomSignal(9000, 0.5f, 7);
     processMono(engine, signal.data(), 32);
     ASSERT_EQ(fadeOf(engine), 1.0);
@@ -63,8 +81,7 @@ TEST(Fade, SwitchedOffFromFullItPassesTheFloorAfter9206SamplesThenSkipsTheChain)
     engine.setParameter(kEnableEffect, 0.0f);
     int samples = 0;
     for (double previous = 1.0; fadeOf(engine) > 0.0 && samples < 20000; previous = fadeOf(engine)) {
-        processMono(engine, signal.data() + samples % 9000, 1);
-        ++samples;
+        processMono(engine, signal.data() + samples++ % 9000, 1);
         ASSERT_LT(fadeOf(engine), previous);
     }
     EXPECT_EQ(samples, 9206);
@@ -80,34 +97,11 @@ TEST(Fade, SwitchedOffFromFullItPassesTheFloorAfter9206SamplesThenSkipsTheChain)
     EXPECT_GT(meter, 0.0f);
 }
 
-TEST(Fade, OneSampleFromZeroLeavesOneThousandthAndTurnsRoundWithoutAJump)
-{
-    q38::Q38PrivateEngine engine;
-    engine.setParameter(kEnableEffect, 0.0f);
-    engine.setSampleRate(48000);
-    std::vector<float> block = randomSignal(32, 0.5f, 8);
-    processMono(engine, block.data(), 32);
-    engine.setParameter(kEnableEffect, 1.0f);
-    float sample = 0.25f;
-    processMono(engine, &sample, 1);
-    EXPECT_EQ(sample, 0.25f) << "the first sample is mixed at 0";
-    EXPECT_EQ(fadeOf(engine), 0.001);
-
-    for (int i = 0; i < 4; ++i)
-        processMono(engine, block.data(), 32);
-    const double high = fadeOf(engine);
-    engine.setParameter(kEnableEffect, 0.0f);
-    processMono(engine, block.data(), 32);
-    EXPECT_LT(fadeOf(engine), high);
-    EXPECT_GT(fadeOf(engine), high * (1.0 - 32 * 0.001));
-}
-
 TEST(Process, InPlaceEqualsSeparateBuffers)
 {
     q38::Q38PrivateEngine inPlace, separate;
     for (q38::Q38PrivateEngine* engine : {&inPlace, &separate}) {
-        engine->fixHissSeed(2);
-        engine->setSampleRate(44100);
+        setUp(*engine, 2, 44100, {});
         // Every control away from its default, so that each group is at work.
         for (int id = 1; id < kNumParameters; ++id)
             engine->setParameter(id, static_cast<float>(id % 7) / 6.0f);
@@ -134,8 +128,7 @@ TEST(Process, InPlaceEqualsSeparateBuffers)
 TEST(Process, AOneChannelHostLeavesTheSecondChannelAndMeterAlone)
 {
     q38::Q38PrivateEngine engine;
-    engine.setSampleRate(48000);
-    engine.setParameter(kCh1InputGain, 1.0f);
+    setUp(engine, 5, 48000, {{kCh1InputGain, 1.0f}});
     const q38::ChannelState second = EngineInspector::state(engine).mChannel[1];
     const std::vector<float> input = randomSignal(32, 0.9f, 12);
     std::vector<float> output(32), untouched(32, 7.0f);
@@ -154,11 +147,7 @@ TEST(Process, StereoLinkStoresChannelTwoControlsButIgnoresThemForTheSound)
     q38::Q38PrivateEngine linked, reference;
     for (q38::Q38PrivateEngine* engine : {&linked, &reference}) {
         EngineInspector::clearBlocks(*engine);
-        engine->fixHissSeed(3);
-        engine->setSampleRate(48000);
-        engine->setParameter(kCh1InputGain, 0.7f);
-        engine->setParameter(kCh1EqLowToneGain, 0.2f);
-        engine->setParameter(kStereoLink, 1.0f);
+        setUp(*engine, 3, 48000, {{kCh1InputGain, 0.7f}, {kCh1EqLowToneGain, 0.2f}, {kStereoLink, 1.0f}});
     }
     for (const int id : {kCh2PhaseReverse, kCh2InputGain, kCh2HighPassFreq, kCh2EqHighToneGain, kCh2EqLowToneGain,
                          kCh2EnableEq, kCh2OutputTrim}) {
@@ -173,18 +162,13 @@ TEST(Process, StereoLinkStoresChannelTwoControlsButIgnoresThemForTheSound)
 TEST(Process, SetSampleRateAgainClearsMetersAndMemories)
 {
     q38::Q38PrivateEngine engine, fresh;
-    for (q38::Q38PrivateEngine* e : {&engine, &fresh}) {
-        e->fixHissSeed(4);
-        e->setSampleRate(48000);
-        e->setParameter(kCh1InputGain, 1.0f);
-        e->setParameter(kCh2InputGain, 1.0f);
-    }
+    for (q38::Q38PrivateEngine* e : {&engine, &fresh})
+        setUp(*e, 4, 48000, {{kCh1InputGain, 1.0f}, {kCh2InputGain, 1.0f}});
     std::vector<float> loudLeft = randomSignal(3200, 0.9f, 15), loudRight = randomSignal(3200, 0.9f, 16);
     processStereo(engine, loudLeft, loudRight);
     EXPECT_TRUE(engine.getMeterValue(kCh1Meter) > 0.0f && engine.getMeterValue(kCh2Meter) > 0.0f);
     engine.setSampleRate(48000);
     EXPECT_TRUE(engine.getMeterValue(kCh1Meter) == 0.0f && engine.getMeterValue(kCh2Meter) == 0.0f);
-
     // Same seeds, no memory: the engine now sounds exactly like a new one.
     EXPECT_TRUE(soundAlike(engine, fresh, 17));
 }

@@ -1,20 +1,12 @@
-// A hostile host, at random: sequences of all thirteen operations of the
-// engine with random ids, values, rates, channel counts, block sizes and
-// samples (NaN, infinities, huge values, denormals, hot and ordinary audio).
-//
-// A twin engine gets the same calls as a careful host would make them: the
-// value that a bad one is held to, no refused rate, no bad count, and
-// ordinary samples. After every process every output sample must be finite
-// and every meter in 0..1, and as long as the two have heard the same, their
-// outputs are equal bit for bit. Bad samples come in storms, each meeting
-// engines that have run for 100 ms since their last reset. In a short storm
-// (at most 2 ms of bad samples) the twin hears the ordinary signal in their
-// place, and 50 ms after the last bad sample the output must have the twin's
-// level within 0.5 dB. In a long one the twin hears silence in their place,
-// as the model does, so the two go on being equal. After each storm the two
-// are reset together, now and then made anew.
-//
-//   q38_engine_fuzz --operations 10000000 --seed 1
+// A hostile host, at random: all thirteen operations of the engine with
+// random ids, values, rates, channel counts, block sizes and samples. A twin
+// engine gets the same calls as a careful host would make them. After every
+// process every output sample must be finite and every meter in 0..1, and as
+// long as the two have heard the same, their outputs are equal bit for bit.
+// Bad samples come in storms. In a short one (at most 2 ms of bad samples)
+// the twin hears the ordinary signal in their place, and 50 ms after the
+// last bad sample the output must have the twin's level within 0.5 dB; in a
+// long one it hears silence, as the model does, and the two stay equal.
 
 #include "Q38Engine.h"
 #include "Q38EngineHooks.h"
@@ -36,71 +28,51 @@
 
 namespace {
 
-constexpr int kHostChannels = 3;       // one more than the engine takes
-constexpr int kHostSamples = 40;       // more than a block
-constexpr double kRecoverySeconds = 0.05;
-constexpr double kWindowSeconds = 0.01;
-constexpr double kLevelTolerance = 0.5;  // dB
-// Level differences are measured against no less than this (-80 dBFS).
-constexpr double kQuiet = 1e-4;
-
-struct Failure : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
+constexpr int kHostChannels = 3;  // one more than the engine takes
+constexpr int kHostSamples = 40;  // more than a block
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN(), kInf = std::numeric_limits<float>::infinity();
+constexpr float kMax = std::numeric_limits<float>::max();
 
 // An ordinary signal per channel: a sine, noise, silence or denormals, at
 // ordinary levels or, between storms, hot up to the engine's input limit.
 struct Source
 {
     enum Kind { kSine, kNoise, kSilence, kDenormal } mKind = kSine;
-    double mAmplitude = 0.5;
-    double mPhase = 0.0;
-    double mStep = 0.05;
+    double mAmplitude = 0.5, mPhase = 0.0, mStep = 0.05;
 
     float next(std::mt19937_64& ioRandom)
     {
         std::uniform_real_distribution<double> unit(-1.0, 1.0);
         switch (mKind) {
-        case kSine:
-            mPhase += mStep;
-            return static_cast<float>(mAmplitude * std::sin(mPhase));
-        case kNoise:
-            return static_cast<float>(mAmplitude * unit(ioRandom));
-        case kSilence:
-            return (ioRandom() & 1) ? 0.0f : -0.0f;
-        case kDenormal:
-            return static_cast<float>(1e-40 * unit(ioRandom));
+        case kSine: return static_cast<float>(mAmplitude * std::sin(mPhase += mStep));
+        case kNoise: return static_cast<float>(mAmplitude * unit(ioRandom));
+        case kSilence: return (ioRandom() & 1) ? 0.0f : -0.0f;
+        case kDenormal: return static_cast<float>(1e-40 * unit(ioRandom));
         }
         return 0.0f;
     }
 };
 
+template <typename T, std::size_t N> T pick(std::mt19937_64& ioRandom, const T (&inValues)[N])
+{
+    return inValues[ioRandom() % N];
+}
+
 float hostileSample(std::mt19937_64& ioRandom)
 {
-    constexpr float kMax = std::numeric_limits<float>::max();
-    const float values[] = {std::numeric_limits<float>::quiet_NaN(),
-                            -std::numeric_limits<float>::quiet_NaN(),
-                            std::bit_cast<float>(0x7F800001u),  // a signalling NaN
-                            std::bit_cast<float>(0xFFC12345u),  // a NaN with a payload
-                            std::numeric_limits<float>::infinity(),
-                            -std::numeric_limits<float>::infinity(),
-                            1e30f,
-                            -1e30f,
-                            kMax,
-                            -kMax,
-                            std::nextafter(kQ38InputSampleLimit, kMax),
+    const float values[] = {kNan, -kNan, std::bit_cast<float>(0x7F800001u) /* signalling */,
+                            std::bit_cast<float>(0xFFC12345u) /* with a payload */, kInf, -kInf, 1e30f, -1e30f,
+                            kMax, -kMax, std::nextafter(kQ38InputSampleLimit, kMax),
                             -std::nextafter(kQ38InputSampleLimit, kMax)};
-    return values[ioRandom() % std::size(values)];
+    return pick(ioRandom, values);
 }
 
 float randomValue(std::mt19937_64& ioRandom)
 {
-    const float values[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
-                            -std::numeric_limits<float>::infinity(), -5.0f, 5.0f, 1e30f, -0.0f,
-                            std::numeric_limits<float>::denorm_min(), 1.0000001f, -1e-7f};
+    const float values[] = {kNan, kInf, -kInf, -5.0f, 5.0f, 1e30f, -0.0f, std::numeric_limits<float>::denorm_min(),
+                            1.0000001f, -1e-7f};
     if (ioRandom() % 4 == 0)
-        return values[ioRandom() % std::size(values)];
+        return pick(ioRandom, values);
     return std::uniform_real_distribution<float>(ioRandom() % 3 == 0 ? -0.5f : 0.0f, 1.0f)(ioRandom);
 }
 
@@ -110,18 +82,13 @@ int randomRate(std::mt19937_64& ioRandom)
                          22050, 44100, 48000, 96000, 192000, 384000, 384001, 768000};
     if (ioRandom() % 4 == 0)
         return std::uniform_int_distribution<int>(-1000, 1000000)(ioRandom);
-    return rates[ioRandom() % std::size(rates)];
+    return pick(ioRandom, rates);
 }
 
 int randomId(std::mt19937_64& ioRandom)
 {
     return ioRandom() % 8 == 0 ? std::uniform_int_distribution<int>(-3, 20)(ioRandom)
                                : static_cast<int>(ioRandom() % kNumParameters);
-}
-
-bool isSupportedRate(int inRate)
-{
-    return inRate >= kQ38MinSampleRate && inRate <= kQ38MaxSampleRate;
 }
 
 class Fuzz
@@ -137,8 +104,6 @@ public:
     void run(long inOperations)
     {
         while (mOperations < inOperations) {
-            // Calm stretches, storms of bad samples, and after each storm the
-            // same signal until its recovery has been checked.
             const long rate = std::max(mRate, kQ38MinSampleRate);
             // A storm meets an engine that has run for 100 ms since its
             // reset, past the glides that every reset starts.
@@ -148,11 +113,10 @@ public:
                 mPhase = kRecovery;
             } else if (mPhase == kRecovery && (mSinceBad < 0 || mPhaseSamples > rate)) {
                 // The slow memories of the model keep a trace of every storm:
-                // the next one starts from equal engines again, now and then
-                // from new ones.
-                if (mRandom() % 8 == 0)
+                // the next one starts from equal engines again.
+                if (mRandom() % 8 == 0) {
                     renew();
-                else if (mDiverged && mRate != 0) {
+                } else if (mDiverged && mRate != 0) {
                     ++mOperations;
                     for (Q38Engine* engine : {mHostile.get(), mTwin.get()})
                         engine->setSampleRate(mRate);
@@ -190,9 +154,26 @@ private:
         if (kind < 500) {
             process();
         } else if (kind < 700) {
-            setParameter();
+            const int id = randomId(mRandom);
+            const float value = randomValue(mRandom);
+            mHostile->setParameter(id, value);
+            // A careful host sends valid ids and values only.
+            if (id >= 0 && id < kNumParameters && !std::isnan(value))
+                mTwin->setParameter(id, std::clamp(value, 0.0f, 1.0f));
         } else if (kind < 702) {
-            setSampleRate();
+            const int rate = randomRate(mRandom);
+            ++mRateCalls;
+            mHostile->setSampleRate(rate);
+            if (rate < kQ38MinSampleRate || rate > kQ38MaxSampleRate) {
+                ++mRatesRefused;
+                return;
+            }
+            mTwin->setSampleRate(rate);
+            // Both start afresh with the same hiss: whatever came before is gone.
+            mRate = rate;
+            mSinceBad = -1;
+            mDiverged = false;
+            mSinceReset = 0;
         } else if (kind < 712) {
             mHostile->resetParameters();
             mTwin->resetParameters();
@@ -244,31 +225,11 @@ private:
         outSource.mStep = std::uniform_real_distribution<double>(0.001, 1.0)(mRandom);
     }
 
-    void setParameter()
+    void checkMeter(int inMeter)
     {
-        const int id = randomId(mRandom);
-        const float value = randomValue(mRandom);
-        mHostile->setParameter(id, value);
-        // A careful host sends valid ids and values only.
-        if (id >= 0 && id < kNumParameters && !std::isnan(value))
-            mTwin->setParameter(id, std::clamp(value, 0.0f, 1.0f));
-    }
-
-    void setSampleRate()
-    {
-        const int rate = randomRate(mRandom);
-        ++mRateCalls;
-        mHostile->setSampleRate(rate);
-        if (!isSupportedRate(rate)) {
-            ++mRatesRefused;
-            return;
-        }
-        mTwin->setSampleRate(rate);
-        mRate = rate;
-        // Both start afresh with the same hiss: whatever came before is gone.
-        mSinceBad = -1;
-        mDiverged = false;
-        mSinceReset = 0;
+        const float reading = mHostile->getMeterValue(inMeter);
+        if (!(reading >= 0.0f && reading <= 1.0f))
+            fail("meter " + std::to_string(inMeter) + " reads " + std::to_string(reading));
     }
 
     void query(unsigned inKind)
@@ -284,32 +245,15 @@ private:
                 fail("stored value " + std::to_string(stored) + " of id " + std::to_string(id));
             break;
         }
-        case 1:
-            mHostile->getParameterUnit(id, text, length);
-            break;
-        case 2:
-            mHostile->getPhysicalValue(id, value);
-            break;
-        case 3:
-            mHostile->getPhysicalValue(id);
-            break;
-        case 4:
-            mHostile->getValueText(id, value, text, length);
-            break;
-        case 5:
-            mHostile->getValueText(id, text, length);
-            break;
-        case 6:
-            mHostile->getParameterName(id, text, length);
-            break;
-        default: {
-            const int meter = mRandom() % 4 == 0 ? std::uniform_int_distribution<int>(-2, 4)(mRandom)
-                                                 : static_cast<int>(mRandom() % kNumMeters);
-            const float reading = mHostile->getMeterValue(meter);
-            if (!(reading >= 0.0f && reading <= 1.0f))
-                fail("meter " + std::to_string(meter) + " reads " + std::to_string(reading));
-            break;
-        }
+        case 1: mHostile->getParameterUnit(id, text, length); break;
+        case 2: mHostile->getPhysicalValue(id, value); break;
+        case 3: mHostile->getPhysicalValue(id); break;
+        case 4: mHostile->getValueText(id, value, text, length); break;
+        case 5: mHostile->getValueText(id, text, length); break;
+        case 6: mHostile->getParameterName(id, text, length); break;
+        default:
+            checkMeter(mRandom() % 4 == 0 ? std::uniform_int_distribution<int>(-2, 4)(mRandom)
+                                          : static_cast<int>(mRandom() % kNumMeters));
         }
     }
 
@@ -327,8 +271,11 @@ private:
 
         float hostile[kHostChannels][kHostSamples], ordinary[kHostChannels][kHostSamples];
         float hostileOut[kHostChannels][kHostSamples], twinOut[kHostChannels][kHostSamples];
+        const float *hostileIns[kHostChannels], *twinIns[kHostChannels];
+        float *hostileOuts[kHostChannels], *twinOuts[kHostChannels];
         bool bad = false;
         for (int c = 0; c < kHostChannels; ++c) {
+            hostileIns[c] = hostile[c], twinIns[c] = ordinary[c], hostileOuts[c] = hostileOut[c], twinOuts[c] = twinOut[c];
             for (int i = 0; i < kHostSamples; ++i) {
                 ordinary[c][i] = hostile[c][i] = mSources[c % 2].next(mRandom);
                 if (mPhase == kStorm && mBadBudget > 0 && c < doneChannels && i < done
@@ -344,14 +291,10 @@ private:
                 }
             }
         }
-        const float* hostileIn[kHostChannels] = {hostile[0], hostile[1], hostile[2]};
-        const float* twinIn[kHostChannels] = {ordinary[0], ordinary[1], ordinary[2]};
-        float* hostileOuts[kHostChannels] = {hostileOut[0], hostileOut[1], hostileOut[2]};
-        float* twinOuts[kHostChannels] = {twinOut[0], twinOut[1], twinOut[2]};
-        mHostile->process(hostileIn, hostileOuts, channels, samples);
+        mHostile->process(hostileIns, hostileOuts, channels, samples);
         // A careful host sends what the engine takes of a bad count.
         if (doneChannels > 0 && done > 0)
-            mTwin->process(twinIn, twinOuts, doneChannels, done);
+            mTwin->process(twinIns, twinOuts, doneChannels, done);
         ++mProcessCalls;
         mSinceReset += done;
         mSamples += done;
@@ -359,13 +302,9 @@ private:
         for (int c = 0; c < doneChannels; ++c)
             for (int i = 0; i < done; ++i)
                 if (!std::isfinite(hostileOut[c][i]))
-                    fail("output sample " + std::to_string(i) + " of channel " + std::to_string(c) + " is "
-                         + std::to_string(hostileOut[c][i]));
-        for (int m = 0; m < kNumMeters; ++m) {
-            const float reading = mHostile->getMeterValue(m);
-            if (!(reading >= 0.0f && reading <= 1.0f))
-                fail("meter " + std::to_string(m) + " reads " + std::to_string(reading));
-        }
+                    fail("output sample " + std::to_string(i) + " of channel " + std::to_string(c) + " is not finite");
+        for (int m = 0; m < kNumMeters; ++m)
+            checkMeter(m);
         trackRecovery(hostileOut, twinOut, doneChannels, done, bad);
     }
 
@@ -383,31 +322,28 @@ private:
                     fail("channel " + std::to_string(c) + " differs from the twin's");
         if (inBad) {
             mSinceBad = 0;
-            mTwinEnergy[0] = mTwinEnergy[1] = mHostileEnergy[0] = mHostileEnergy[1] = 0.0;
+            std::fill_n(&mEnergy[0][0], 4, 0.0);
             return;
         }
         if (mSinceBad < 0 || mRate == 0)
             return;
-        const long recovery = std::lround(kRecoverySeconds * mRate);
-        const long window = std::lround(kWindowSeconds * mRate);
-        for (int i = 0; i < inSamples; ++i, ++mSinceBad) {
-            for (int c = 0; c < inChannels; ++c) {
-                if (mSinceBad < recovery || mSinceBad >= recovery + window)
-                    continue;
-                mTwinEnergy[c] += static_cast<double>(inTwin[c][i]) * inTwin[c][i];
-                mHostileEnergy[c] += static_cast<double>(inHostile[c][i]) * inHostile[c][i];
+        const long recovery = std::lround(0.05 * mRate), window = std::lround(0.01 * mRate);
+        for (int i = 0; i < inSamples; ++i, ++mSinceBad)
+            for (int c = 0; c < inChannels && mSinceBad >= recovery && mSinceBad < recovery + window; ++c) {
+                mEnergy[0][c] += static_cast<double>(inTwin[c][i]) * inTwin[c][i];
+                mEnergy[1][c] += static_cast<double>(inHostile[c][i]) * inHostile[c][i];
             }
-        }
         if (mSinceBad < recovery + window)
             return;
-        // Each channel within 0.5 dB of the louder channel's level: the
-        // matrices may carry a little of one channel's storm into the other.
-        const double twin[2] = {std::sqrt(mTwinEnergy[0] / window), std::sqrt(mTwinEnergy[1] / window)};
-        const double reference = std::max({twin[0], twin[1], kQuiet});
+        // Each channel within 0.5 dB of the louder channel's level (no less
+        // than -80 dBFS): the matrices may carry a little of one channel's
+        // storm into the other.
+        const double twin[2] = {std::sqrt(mEnergy[0][0] / window), std::sqrt(mEnergy[0][1] / window)};
+        const double reference = std::max({twin[0], twin[1], 1e-4});
         for (int c = 0; c < kQ38MaxNumChannels; ++c) {
-            const double difference = 20.0 * std::log10(1.0 + std::fabs(std::sqrt(mHostileEnergy[c] / window) - twin[c]) / reference);
+            const double difference = 20.0 * std::log10(1.0 + std::fabs(std::sqrt(mEnergy[1][c] / window) - twin[c]) / reference);
             mWorstRecovery = std::max(mWorstRecovery, difference);
-            if (!(difference <= kLevelTolerance))
+            if (!(difference <= 0.5))
                 fail("50 ms after a bad sample channel " + std::to_string(c) + " is " + std::to_string(difference)
                      + " dB off the twin's level of " + std::to_string(twin[c]));
         }
@@ -422,7 +358,7 @@ private:
         for (int id = 0; id < kNumParameters; ++id)
             text << " " << mTwin->getParameterValue(id);
         text << ", signal amplitudes " << mSources[0].mAmplitude << " " << mSources[1].mAmplitude << ")";
-        throw Failure(text.str());
+        throw std::runtime_error(text.str());
     }
 
     std::uint64_t mSeed;
@@ -431,15 +367,14 @@ private:
     Source mSources[2];
     int mRate = 0;  // the rate both engines run at; 0 before the first accepted one
     enum Phase { kCalm, kStorm, kRecovery } mPhase = kCalm;
-    long mPhaseSamples = 0, mCalmLength = 0;
-    long mStormEnd = 0;
+    long mPhaseSamples = 0, mCalmLength = 0, mStormEnd = 0;
     double mBadProbability = 0.0;
     bool mSilentTwin = false;  // the twin hears silence where the hostile host sent bad samples
     bool mDiverged = false;    // the twin heard ordinary samples for bad ones since the last common reset
     long mSinceReset = 0;      // samples since the last common reset
     long mBadBudget = 0;
     long mSinceBad = -1;  // samples since the last bad one; -1 when nothing is to be checked
-    double mTwinEnergy[2] = {}, mHostileEnergy[2] = {};
+    double mEnergy[2][2] = {};  // twin's, hostile's; per channel
     double mWorstRecovery = 0.0;  // dB
     long mOperations = 0, mProcessCalls = 0, mSamples = 0, mHostileSamples = 0;
     long mRateCalls = 0, mRatesRefused = 0, mRecoveryChecks = 0, mRenewals = 0;
@@ -456,15 +391,13 @@ int main(int argc, char** argv)
     app.add_option("--seed", seed, "Seed of the sequence")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
 
-    // The reports are expected by the thousand: counted, not shown.
-    Fuzz* current = nullptr;
-    core::setNoticeHandler([&](const core::AssertionNotice&) { ++current->mNotices; });
     const auto start = std::chrono::steady_clock::now();
     Fuzz fuzz(seed);
-    current = &fuzz;
+    // The reports are expected by the thousand: counted, not shown.
+    core::setNoticeHandler([&](const core::AssertionNotice&) { ++fuzz.mNotices; });
     try {
         fuzz.run(operations);
-    } catch (const Failure& failure) {
+    } catch (const std::runtime_error& failure) {
         std::cerr << "seed " << seed << ", " << failure.what() << "\n";
         return 1;
     }

@@ -30,26 +30,23 @@ public:
 
     // The head of each report, up to " in file '": "Assertion 'x' failed" or
     // "Generic assertion failed".
-    std::vector<std::string> heads() const
-    {
-        std::vector<std::string> result;
-        for (const core::AssertionNotice& notice : mNotices)
-            result.push_back(notice.mReport.substr(0, notice.mReport.find(" in file '")));
-        return result;
-    }
-
+    std::vector<std::string> heads() const { return pieces(0, " in file '"); }
     // The source file named by each report.
-    std::vector<std::string> paths() const
+    std::vector<std::string> paths() const { return pieces(10, "' line "); }
+
+private:
+    // Each report from inSkip characters after " in file '" (or from its
+    // start if inSkip is 0) up to inEnd.
+    std::vector<std::string> pieces(std::size_t inSkip, const char* inEnd) const
     {
         std::vector<std::string> result;
         for (const core::AssertionNotice& notice : mNotices) {
-            const std::size_t begin = notice.mReport.find(" in file '") + 10;
-            result.push_back(notice.mReport.substr(begin, notice.mReport.find("' line ", begin) - begin));
+            const std::size_t begin = inSkip == 0 ? 0 : notice.mReport.find(" in file '") + inSkip;
+            result.push_back(notice.mReport.substr(begin, notice.mReport.find(inEnd, begin) - begin));
         }
         return result;
     }
 
-private:
     std::vector<core::AssertionNotice> mNotices;
     core::NoticeHandler mPrevious;
 };
