@@ -36,7 +36,6 @@ TEST_F(CliRender, KeepsLengthRateAndChannelsInEveryFormat)
     };
     const Case cases[] = {
         {8000, 1, kWavFloat, "out.wav", kWavFloat},
-        {44100, 1, kWavFloat, "out.wav", kWavFloat},
         {44100, 2, kWavFloat, "out.wav", kWavFloat},
         {48000, 1, SF_FORMAT_FLAC | SF_FORMAT_PCM_16, "out.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_24},
         {48000, 2, SF_FORMAT_AIFF | SF_FORMAT_PCM_24, "out.aiff", SF_FORMAT_AIFF | SF_FORMAT_FLOAT},
