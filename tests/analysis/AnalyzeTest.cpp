@@ -126,59 +126,46 @@ TEST(Analyze, PlotsAreValidImagesOfTheRequestedSizeAndTitle)
     }
 }
 
+// At -120 dBFS the sweep is down at the hiss: the numbers leave the response
+// out, the summary and the plot's notes say so. At -20 dBFS it is not.
 TEST(Analyze, HissFloorIsSaidNotDrawn)
 {
-    // At -120 dBFS the sweep is down at the hiss: the numbers leave the
-    // response out, the summary and the plot's notes say so. At -20 dBFS it is not.
-    struct Case
-    {
-        std::string mLevel;
-        bool mUnderHiss;
-    };
-    for (const Case& item : {Case{"-120", true}, Case{"-20", false}}) {
-        SCOPED_TRACE(item.mLevel);
+    for (const auto& [level, underHiss] : {std::pair{"-120", true}, {"-20", false}}) {
+        SCOPED_TRACE(level);
         const ScratchFolder folder;
-        const RunResult run = folder.run({"analyze", "-o", "plot.svg", "--level", item.mLevel, "--csv", "plot.csv"});
+        const RunResult run = folder.run({"analyze", "-o", "plot.svg", "--level", level, "--csv", "plot.csv"});
         ASSERT_EQ(run.mStatus, 0) << run.mErr;
         const std::vector<std::string> csv = lines(fileBytes(folder / "plot.csv"));
         ASSERT_EQ(csv.size(), 242u);
-        std::size_t left = 0;
-        for (std::size_t i = 1; i < csv.size(); ++i)
-            left += csv[i].find(',') == csv[i].find(",,");
-        EXPECT_EQ(left > 100, item.mUnderHiss) << left;
-        EXPECT_EQ(run.mOut.find("under the hiss at 1 kHz") != std::string::npos, item.mUnderHiss) << run.mOut;
+        const auto left = std::count_if(csv.begin() + 1, csv.end(),
+                                        [](const std::string& inRow) { return inRow.find(',') == inRow.find(",,"); });
+        EXPECT_EQ(left > 100, underHiss) << left;
+        EXPECT_EQ(run.mOut.find("under the hiss at 1 kHz") != std::string::npos, underHiss) << run.mOut;
         const std::string notes = between(fileBytes(folder / "plot.svg"), "<desc>", "</desc>");
         EXPECT_EQ(notes.find("Where the output is less than 6 dB above the hiss floor (dotted) it is not drawn.") !=
                       std::string::npos,
-                  item.mUnderHiss)
+                  underHiss)
             << notes;
     }
 }
 
 TEST(Analyze, RefusesWhatItCannotDo)
 {
-    struct Case
-    {
-        std::vector<std::string> mArguments;
-        int mStatus;
-        std::string mError;
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{}, "q38: analyze needs a plot file: q38 analyze -o response.svg\n"},
+        {{"-o", "plot.jpg"}, "q38: the plot's name must end in .png or .svg, not 'plot.jpg'\n"},
+        {{"-o", "plot.svg", "--rate", "4000"}, "q38: --rate takes a whole number from 8000 to 192000, not \"4000\"\n"},
+        {{"-o", "plot.svg", "--level", "3"}, "q38: --level must be -120 to 0 dBFS\n"},
+        {{"-o", "plot.svg", "--size", "10x10"}, "q38: --size takes WIDTHxHEIGHT in pixels, each 200 to 8000, not \"10x10\"\n"},
+        {{"in.wav", "-o", "plot.svg"}, "q38: analyze takes no input file; it measures the engine (q38 analyze --help)\n"},
     };
-    const Case cases[] = {
-        {{"analyze"}, 2, "q38: analyze needs a plot file: q38 analyze -o response.svg\n"},
-        {{"analyze", "-o", "plot.jpg"}, 2, "q38: the plot's name must end in .png or .svg, not 'plot.jpg'\n"},
-        {{"analyze", "-o", "plot.svg", "--rate", "4000"}, 2, "q38: --rate takes a whole number from 8000 to 192000, not \"4000\"\n"},
-        {{"analyze", "-o", "plot.svg", "--level", "3"}, 2, "q38: --level must be -120 to 0 dBFS\n"},
-        {{"analyze", "-o", "plot.svg", "--size", "10x10"}, 2,
-         "q38: --size takes WIDTHxHEIGHT in pixels, each 200 to 8000, not \"10x10\"\n"},
-        {{"analyze", "in.wav", "-o", "plot.svg"}, 2,
-         "q38: analyze takes no input file; it measures the engine (q38 analyze --help)\n"},
-    };
-    for (const Case& item : cases) {
+    for (auto [arguments, error] : cases) {
         const ScratchFolder folder;
-        const RunResult run = folder.run(item.mArguments);
-        EXPECT_EQ(run.mStatus, item.mStatus);
-        EXPECT_EQ(run.mErr, item.mError);
-        EXPECT_EQ(folder.contents().size(), 0u);
+        arguments.insert(arguments.begin(), "analyze");
+        const RunResult run = folder.run(arguments);
+        EXPECT_EQ(run.mStatus, 2);
+        EXPECT_EQ(run.mErr, error);
+        EXPECT_TRUE(folder.contents().empty());
     }
     // An existing plot stays unless --force.
     const ScratchFolder folder;

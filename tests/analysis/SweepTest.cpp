@@ -100,10 +100,10 @@ TEST(Sweep, HarmonicsRiseWithInputGainAndAgreeWithTheSteadySine)
         setup.mValues = settings({{kCh1InputGain, gain}, {kCh2InputGain, gain}});
         const cli::SweepResponse sweep = cli::measureSweep(setup, {0}, 61);
         const cli::DriveResponse steady = cli::measureDrive(setup, {0}, {-20.0, -20.0, 1.0});
-        std::size_t at = 0;
-        for (std::size_t i = 0; i < sweep.mFrequencies.size(); ++i)
-            if (std::fabs(std::log(sweep.mFrequencies[i] / 1000.0)) < std::fabs(std::log(sweep.mFrequencies[at] / 1000.0)))
-                at = i;
+        const std::size_t at = std::size_t(
+            std::min_element(sweep.mFrequencies.begin(), sweep.mFrequencies.end(), [](double inA, double inB) {
+                return std::fabs(std::log(inA / 1000.0)) < std::fabs(std::log(inB / 1000.0));
+            }) - sweep.mFrequencies.begin());
         const cli::HarmonicCurve& third = sweep.mChannels[0].mHarmonics[1];
         ASSERT_EQ(third.mOrder, 3);
         EXPECT_TRUE(cli::clearsFloor(third.mLevelDb[at], third.mFloorDb[at]));

@@ -47,9 +47,11 @@ TEST(CliBatch, EqualsSingleRendersAndGoesOnPastABadFile)
     writeText(folder / "in/notes.txt", "skipped: not named like a sound file\n");
     const std::vector<std::string> settings = {"--seed", "5", "--preset", "warm-bass-di", "--trim", "-2"};
 
-    std::vector<std::string> batch = {"render", "in", "-o", "out/", "-j", "2"};
-    batch.insert(batch.end(), settings.begin(), settings.end());
-    const RunResult run = folder.run(batch);
+    const auto withSettings = [&](std::vector<std::string> inArguments) {
+        inArguments.insert(inArguments.end(), settings.begin(), settings.end());
+        return folder.run(inArguments);
+    };
+    const RunResult run = withSettings({"render", "in", "-o", "out/", "-j", "2"});
     EXPECT_EQ(run.mStatus, 1);
     EXPECT_EQ(count(run.mErr, "\n"), 1u) << run.mErr;
     EXPECT_NE(run.mErr.find("q38: 'in/c.wav' is not a sound file"), std::string::npos) << run.mErr;
@@ -60,14 +62,9 @@ TEST(CliBatch, EqualsSingleRendersAndGoesOnPastABadFile)
     for (const auto& entry : fs::directory_iterator(folder / "out"))
         written.insert(entry.path().filename().string());
     EXPECT_EQ(written, (std::set<std::string>{"a.wav", "b.flac"}));
-
-    for (const char* name : {"a.wav", "b.flac"}) {
-        std::vector<std::string> single = {"render", std::string("in/") + name, "-o", std::string("one-") + name, "-q"};
-        single.insert(single.end(), settings.begin(), settings.end());
-        ASSERT_EQ(folder.run(single).mStatus, 0);
-        EXPECT_TRUE(sameSamples(readSound(folder / ("out/" + std::string(name))),
-                                readSound(folder / ("one-" + std::string(name)))))
-            << name;
+    for (const std::string name : {"a.wav", "b.flac"}) {
+        ASSERT_EQ(withSettings({"render", "in/" + name, "-o", "one-" + name, "-q"}).mStatus, 0);
+        EXPECT_TRUE(sameSamples(readSound(folder / ("out/" + name)), readSound(folder / ("one-" + name)))) << name;
     }
 
     // --format names the outputs; a folder of outputs takes the presets beside them.
@@ -94,8 +91,8 @@ TEST(CliInput, NonFiniteSamplesGoInAsSilenceAndAreCounted)
     EXPECT_NE(run.mOut.find("peak 600.0 dBFS in"), std::string::npos) << run.mOut;
     for (const char* absent : {"inf", "nan", "ch2"})
         EXPECT_EQ(run.mOut.find(absent), std::string::npos) << absent << "\n" << run.mOut;
-    for (const float sample : readSound(folder / "out.wav").mSamples)
-        ASSERT_TRUE(std::isfinite(sample));
+    const std::vector<float> out = readSound(folder / "out.wav").mSamples;
+    EXPECT_TRUE(std::all_of(out.begin(), out.end(), [](float inSample) { return std::isfinite(inSample); }));
 }
 
 TEST(CliPresets, FactoryPresetsLoadAndAgreeWithHelpAndReadme)
@@ -167,15 +164,9 @@ TEST(CliSafetyKill, KilledRenderLeavesNothingForLong)
         }
         ASSERT_GE(pipe, 0);
         ::fcntl(pipe, F_SETFL, 0);
-        const std::uint32_t frames = 80000;
-        std::string wav = "RIFF";
-        const auto put = [&](std::uint32_t inValue, int inBytes) { wav.append(reinterpret_cast<char*>(&inValue), inBytes); };
-        put(36 + 2 * frames, 4);
-        wav += "WAVEfmt ";
-        for (const auto& [value, bytes] : {std::pair{16u, 4}, {1u, 2}, {1u, 2}, {8000u, 4}, {16000u, 4}, {2u, 2}, {16u, 2}})
-            put(value, bytes);
-        wav += "data";
-        put(2 * frames, 4);
+        // 16-bit mono at 8 kHz, little-endian: RIFF size, fmt, data size 160000.
+        std::string wav("RIFF\x24\x71\x02\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1f\0\0\x80\x3e\0\0\2\0\x10\0"
+                        "data\0\x71\x02\0", 44);
         wav.append(16000, '\0');
         ASSERT_EQ(::write(pipe, wav.data(), wav.size()), ssize_t(wav.size()));
         // Wait until the output is open: a descriptor on a file in the folder that is not the input.
@@ -209,12 +200,8 @@ TEST(CliCompletion, BashOffersCommandsOptionsTextsAndPresets)
     ASSERT_EQ(script.mStatus, 0);
     writeText(folder / "q38.bash", script.mOut);
     writeText(folder / "take.wav", "");
-    struct Case
-    {
-        std::string mWords; // as typed, the last being completed
-        std::string mOffered;
-    };
-    const Case cases[] = {
+    // As typed, the last word being completed, and what is offered.
+    const std::pair<std::string, std::string> cases[] = {
         {"q38 pre", "presets|"},
         {"q38 render --highp", "--highpass|--highpass-freq|--highpass1|--highpass-freq1|--highpass2|--highpass-freq2|"},
         {"q38 render --highpass2 80", "80\\ Hz|80\\ +\\ 300\\ Hz|"},
@@ -227,15 +214,13 @@ TEST(CliCompletion, BashOffersCommandsOptionsTextsAndPresets)
         {"q38 an", "analyze|"},
         {"q38 analyze --stereo-mode L", "L/R|"},
     };
-    for (const Case& item : cases) {
-        SCOPED_TRACE(item.mWords);
-        const std::string shell = "source q38.bash; COMP_WORDS=(" + item.mWords +
-                                  (item.mWords.ends_with(" ") ? "''" : "") +
-                                  "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _q38; printf '%s|' \"${COMPREPLY[@]}\"";
-        writeText(folder / "complete.sh", shell);
+    for (const auto& [words, offered] : cases) {
+        writeText(folder / "complete.sh", "source q38.bash; COMP_WORDS=(" + words + (words.ends_with(" ") ? "''" : "") +
+                                              "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _q38; "
+                                              "printf '%s|' \"${COMPREPLY[@]}\"");
         const std::string command = "cd " + shellQuoted(folder.mPath.string()) + " && bash complete.sh > reply";
-        ASSERT_EQ(std::system(command.c_str()), 0);
-        EXPECT_EQ(fileBytes(folder / "reply"), item.mOffered);
+        ASSERT_EQ(std::system(command.c_str()), 0) << words;
+        EXPECT_EQ(fileBytes(folder / "reply"), offered) << words;
     }
 }
 

@@ -36,7 +36,6 @@ TEST_F(CliRender, KeepsLengthRateAndChannelsInEveryFormat)
     };
     const Case cases[] = {
         {8000, 1, kWavFloat, "out.wav", kWavFloat},
-        {44100, 1, kWavFloat, "out.wav", kWavFloat},
         {44100, 2, kWavFloat, "out.wav", kWavFloat},
         {48000, 1, SF_FORMAT_FLAC | SF_FORMAT_PCM_16, "out.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_24},
         {48000, 2, SF_FORMAT_AIFF | SF_FORMAT_PCM_24, "out.aiff", SF_FORMAT_AIFF | SF_FORMAT_FLOAT},
@@ -77,21 +76,17 @@ TEST_F(CliRender, SeedMakesTheHissReproducible)
     const Sound first = render(in, {"--seed", "7"});
     EXPECT_TRUE(sameSamples(render(in, {"--seed", "7"}), first));
     EXPECT_FALSE(sameSamples(render(in, {"--seed", "8"}), first));
-    const auto unseeded = [&] {
-        EXPECT_EQ(mFolder.run({"render", "in", "-o", "u.wav", "-q", "--force"}).mStatus, 0);
-        return readSound(mFolder / "u.wav");
-    };
-    EXPECT_FALSE(sameSamples(unseeded(), unseeded()));
+    ASSERT_EQ(mFolder.run({"render", "in", "-o", "u.wav", "-q"}).mStatus, 0); // unseeded
+    ASSERT_EQ(mFolder.run({"render", "in", "-o", "v.wav", "-q"}).mStatus, 0);
+    EXPECT_FALSE(sameSamples(readSound(mFolder / "u.wav"), readSound(mFolder / "v.wav")));
 }
 
 TEST_F(CliRender, EffectOffGivesTheInputBitForBit)
 {
     const Sound in = tone(44100, 2, 10000, 3.5); // beyond full scale, which 32-bit float keeps
-    for (const auto& options : std::vector<std::vector<std::string>>{
-             {"--effect", "Off"}, {"--bypass"}, {"--set", "Enable Effect=off"}, {"--set", "0=0"}}) {
-        SCOPED_TRACE(options.back());
-        EXPECT_TRUE(sameSamples(render(in, options), in));
-    }
+    for (const std::vector<std::string>& options :
+         {std::vector<std::string>{"--effect", "Off"}, {"--bypass"}, {"--set", "Enable Effect=off"}, {"--set", "0=0"}})
+        EXPECT_TRUE(sameSamples(render(in, options), in)) << options.back();
 }
 
 TEST_F(CliRender, SettingsByNameWordTextAndNormalizedValueAgree)
@@ -135,8 +130,7 @@ TEST_F(CliRender, PresetsLoadSaveAndGiveWayToLaterOptions)
     const Sound preset = render(in, {"--preset", "warm.q38preset", "--save-preset"}, "a.wav");
     EXPECT_TRUE(sameSamples(preset, render(in, options("52"))));
     EXPECT_TRUE(sameSamples(render(in, {"--preset", "a.q38preset"}), preset));
-    const Sound later = render(in, {"--preset", "warm.q38preset", "--input-gain1", "40"});
-    EXPECT_TRUE(sameSamples(later, render(in, options("40"))));
+    EXPECT_TRUE(sameSamples(render(in, {"--preset", "warm.q38preset", "--input-gain1", "40"}), render(in, options("40"))));
 }
 
 TEST_F(CliRender, ParamsAndHelp)
@@ -156,23 +150,21 @@ TEST_F(CliRender, ParamsAndHelp)
 
 TEST_F(CliRender, DemoWritesItsFilesAndATableOfLevels)
 {
-    const fs::path out = mFolder / "demo";
     const RunResult run = mFolder.run({"demo", "-o", "demo"});
     ASSERT_EQ(run.mStatus, 0) << run.mErr;
     EXPECT_EQ(run.mErr, "");
     EXPECT_NE(run.mOut.find("meter 2"), std::string::npos);
-    const Sound programme = readSound(out / "programme.wav");
+    const Sound programme = readSound(mFolder / "demo/programme.wav");
     EXPECT_EQ(programme.mChannels, 2);
     EXPECT_GT(programme.frames(), 3 * 48000);
-    for (const char* gain : {"03", "30", "50", "70"}) {
-        const std::string name = std::string("input-gain-") + gain + "dB.wav";
-        EXPECT_NE(run.mOut.find(name), std::string::npos) << name;
-        EXPECT_EQ(readSound(out / name).mSamples.size(), programme.mSamples.size()) << name;
+    for (const std::string gain : {"03", "30", "50", "70"}) {
+        EXPECT_NE(run.mOut.find("input-gain-" + gain + "dB.wav"), std::string::npos) << gain;
+        EXPECT_EQ(readSound(mFolder / ("demo/input-gain-" + gain + "dB.wav")).mSamples.size(), programme.mSamples.size());
     }
     // Its hiss seed is fixed, so a second run gives the same files.
-    const std::string first = fileBytes(out / "input-gain-70dB.wav");
+    const std::string first = fileBytes(mFolder / "demo/input-gain-70dB.wav");
     ASSERT_EQ(mFolder.run({"demo", "-o", "demo", "-q"}).mStatus, 0);
-    EXPECT_EQ(fileBytes(out / "input-gain-70dB.wav"), first);
+    EXPECT_EQ(fileBytes(mFolder / "demo/input-gain-70dB.wav"), first);
 }
 
 } // namespace

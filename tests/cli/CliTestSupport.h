@@ -7,13 +7,11 @@
 #include <sys/wait.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <numbers>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -102,11 +100,11 @@ struct Sound
 inline Sound tone(int inSampleRate, int inChannels, long long inFrames, double inDecibels)
 {
     Sound sound{inSampleRate, inChannels, kWavFloat, {}};
-    const double amplitude = std::pow(10.0, inDecibels / 20.0);
-    const double step = 2.0 * std::numbers::pi / inSampleRate;
     for (long long frame = 0; frame < inFrames; ++frame)
         for (int channel = 0; channel < inChannels; ++channel)
-            sound.mSamples.push_back(float(amplitude * std::sin((channel ? 150.0 : 1000.0) * step * double(frame))));
+            sound.mSamples.push_back(float(std::pow(10.0, inDecibels / 20.0) *
+                                           std::sin((channel ? 150.0 : 1000.0) * 2.0 * std::numbers::pi *
+                                                    double(frame) / inSampleRate)));
     return sound;
 }
 

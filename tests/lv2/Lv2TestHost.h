@@ -3,8 +3,8 @@
 // A small lilv host for the bundle under test, and the same renders made
 // with the engine linked directly, for comparison sample by sample.
 
-#include "Q38Engine.h"
 #include "Q38EngineHooks.h"
+#include "host_OversampledEngine.h"
 
 #include <gtest/gtest.h>
 #include <lilv/lilv.h>
@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <map>
-#include <memory>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -76,7 +75,6 @@ public:
     }
 
     LilvWorld* world() { return mWorld; }
-
     const LilvPlugin* plugin(const char* inUri)
     {
         return lilv_plugins_get_by_uri(lilv_world_get_all_plugins(mWorld), uri(inUri));
@@ -114,8 +112,7 @@ public:
         const std::uint32_t channels = std::uint32_t(inInput.size());
         const std::size_t frames = inInput[0].size();
         Audio output(channels, std::vector<float>(frames));
-        // Audio ports in order, inputs first; every control port on its value.
-        std::vector<std::uint32_t> audio;
+        std::vector<std::uint32_t> audio; // inputs first
         for (std::uint32_t p = 0; p < numPorts; ++p) {
             if (lilv_port_is_a(plugin, lilv_plugin_get_port_by_index(plugin, p), uri(LILV_URI_AUDIO_PORT)))
                 audio.push_back(p);
@@ -150,31 +147,31 @@ private:
     std::map<std::string, LilvNode*> mNodes;
 };
 
-// The engine of q38_static with the same seed, parameters set after the
-// sample rate, and each host run cut into blocks of at most 32 as the plugin does.
+// The engine of q38_static with the same seed at inFactor times the rate (at
+// 1 the engine itself), parameters set after the sample rate, and each host
+// run cut into blocks of at most 32 as the plugin does.
 inline Audio renderEngine(const Audio& inInput, std::size_t inHostBlock, const Parameters& inParameters,
-                          float* outMeters = nullptr)
+                          float* outMeters = nullptr, int inFactor = 1)
 {
-    const std::unique_ptr<Q38Engine> engine(createQ38Engine());
-    q38FixHissSeed(engine.get(), kSeed);
-    engine->setSampleRate(kSampleRate);
-
+    host::OversampledEngine engine;
+    q38FixHissSeed(&engine.engine(), kSeed);
+    engine.setSampleRate(kSampleRate, inFactor);
     const int channels = static_cast<int>(inInput.size());
     const std::size_t frames = inInput[0].size();
     Audio output(inInput.size(), std::vector<float>(frames));
     auto change = inParameters.begin();
     for (std::size_t run = 0; run < frames; run += inHostBlock) {
         for (; change != inParameters.end() && change->mFrame <= run; ++change)
-            engine->setParameter(change->mKey, change->mValue);
+            engine.engine().setParameter(change->mKey, change->mValue);
         const std::size_t runEnd = std::min(frames, run + inHostBlock);
         for (std::size_t start = run; start < runEnd; start += kQ38MaxBufferSize) {
             const float* in[2] = {inInput[0].data() + start, inInput[channels - 1].data() + start};
             float* out[2] = {output[0].data() + start, output[channels - 1].data() + start};
-            engine->process(in, out, channels, int(std::min<std::size_t>(kQ38MaxBufferSize, runEnd - start)));
+            engine.process(in, out, channels, int(std::min<std::size_t>(kQ38MaxBufferSize, runEnd - start)));
         }
     }
     for (int m = 0; outMeters != nullptr && m < kNumMeters; ++m)
-        outMeters[m] = engine->getMeterValue(m);
+        outMeters[m] = engine.meter(m);
     return output;
 }
 
