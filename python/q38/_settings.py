@@ -80,6 +80,12 @@ def range_text(parameter_id: int) -> str:
     return _INFO[parameter_id]["range_text"]
 
 
+def switched_on(parameter_id: int) -> str | None:
+    """The value text a switch takes when its option word stands alone; None for other kinds."""
+    info = _INFO[parameter_id]
+    return info["texts"][1] if info["kind"] == "switch" else None
+
+
 def _expects(info: dict) -> str:
     if info["texts"]:
         texts = ", ".join(repr(text) for text in info["texts"])

@@ -165,13 +165,19 @@ def parser() -> argparse.ArgumentParser:
     result.add_argument("--subtype", help="output sample format, e.g. PCM_24 (default: as q38 render)")
     settings = result.add_argument_group(
         "settings", "as q38 render takes them: physical values (--input-gain 40, --trim -3) or value texts "
-                    "(--highpass '80 Hz', --link on); a word without a channel number sets both channels")
+                    "(--highpass '80 Hz', --link on); a switch alone is on (--link); a word without a channel "
+                    "number sets both channels")
     result.set_defaults(settings=[])
-    # The q38 program's option words: the shortest of each group shown, all accepted.
+    # The q38 program's option words: the shortest of each group shown, all
+    # accepted; a switch alone is switched on, as q38 render takes it.
     for word in _settings.SHORTEST + sorted(set(_settings.WORDS) - set(_settings.SHORTEST)):
+        parameter_id = _settings.WORDS[word][0]
         shown = word in _settings.SHORTEST
+        alone = _settings.switched_on(parameter_id)
         settings.add_argument("--" + word.replace("_", "-"), action=_Setting, metavar="VALUE",
-                              help=_settings.range_text(_settings.WORDS[word][0]) if shown else argparse.SUPPRESS)
+                              nargs="?" if alone else None, const=alone,
+                              help=(_settings.range_text(parameter_id) + (f"; alone: {alone}" if alone else ""))
+                              if shown else argparse.SUPPRESS)
     return result
 
 

@@ -77,14 +77,15 @@ def test_batch_on_two_local_workers(tmp_path):
     for index, name in enumerate(names):
         write_wav(inputs / name, test_signal(1 + index % 2, 4000 + 999 * index, seed=index), RATE)
         render_with_program(inputs / name, reference / name.replace("/", "_"),
-                            {"preset": "warm-bass-di", "oversample": 2, **SETTINGS}, seed=11)
+                            {"preset": "warm-bass-di", "oversample": 2, **SETTINGS, "stereo_mode": "M/S"}, seed=11)
     (inputs / "takes" / "broken.wav").write_bytes(b"RIFF....WAVEfmt nothing else")
     (inputs / "notes.txt").write_text("not a sound file, not even tried")
     (out / "e.wav").parent.mkdir()
     (out / "e.wav").write_bytes(b"already there")
 
     arguments = [sys.executable, "-m", "q38.batch", inputs, "-o", out, "--workers", "2", "--seed", "11",
-                 "--preset", "warm-bass-di", "--input-gain", "55", "--highpass", "80 Hz", "--trim=-2", "--oversample", "2"]
+                 "--preset", "warm-bass-di", "--input-gain", "55", "--highpass", "80 Hz", "--trim=-2", "--stereo-mode",
+                 "--oversample", "2"]
     batch = subprocess.run(arguments, capture_output=True, text=True, timeout=120)
 
     assert batch.returncode == 1, batch.stderr
