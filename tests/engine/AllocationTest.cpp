@@ -40,3 +40,20 @@ TEST(Allocation, ProcessAndParameterChangesAllocateNothing)
               }),
               0);
 }
+
+TEST(Allocation, EveryControlValueAtEveryRateRedesignsWithoutAllocating)
+{
+    q38::Q38PrivateEngine engine;
+    for (const int rate : {8000, 11025, 22050, 44100, 48000, 88200, 96000, 176400, 192000, 384000}) {
+        engine.setSampleRate(rate);
+        for (int id = 0; id < kNumParameters; ++id) {
+            SCOPED_TRACE(testing::Message() << rate << " Hz, parameter " << id);
+            EXPECT_EQ(countWhile([&] {
+                          for (int step = 0; step <= 100; ++step)
+                              engine.setParameter(id, static_cast<float>(step) / 100.0f);
+                      }),
+                      0);
+            engine.resetParameters();
+        }
+    }
+}
